@@ -1,0 +1,106 @@
+#pragma once
+
+#include "app/SourceSelection.h"
+#include "capture/FramePipeline.h"
+#include "platform/CaptureSession.h"
+#include "server/Network.h"
+#include "server/ViewerDocument.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace ovelo {
+
+class DocumentWindow;
+class Logger;
+class Settings;
+
+/// Sound that is monitored while it is captured.
+struct AudioPreviewOutput {
+    float volume = 0;
+};
+
+/// The hub of the program: owns the capture session and the viewer server, and starts and stops everything.
+///
+/// thread  main; what ViewerDocument declares, any
+class MyDocument final : public ViewerDocument, public sigc::trackable {
+public:
+    /// Everything that the document is given. The window is set later: it needs the document.
+    struct Environment {
+        Settings& settings;
+        Logger& log;
+        const Clock& clock;
+        CaptureDevices& devices;
+        NetworkCameras* cameras; // or null
+        AccountPrompt& prompt;
+        Network::PublisherFactory publisher;
+        std::filesystem::path resources;
+    };
+
+    /// Stores "port" = "1726" when the settings have none.
+    explicit MyDocument(Environment environment);
+    ~MyDocument() override;
+
+    /// The start sequence, once, when the window is there.
+    void windowControllerDidLoadNib(DocumentWindow& window);
+
+    /// The shutdown sequence, once.
+    void windowWillClose();
+
+    /// The main window stays open for the life of the application.
+    [[nodiscard]] bool windowShouldClose() const { return false; }
+
+    // Actions of the window.
+    void rotateRight() override;
+    void rotateLeft() override;
+    void defaultButton();
+    bool browseButton();
+    void natAutoConfigButton();
+    void closeNatAutoPanel();
+    void natManualConfigButton();
+    void helpEmail();
+    void helpClose();
+    void closeOption();
+
+    // What viewers ask for.
+    std::string getDataSource() override;
+    void setDataSource(const std::string& source) override;
+    void stopPlayback() override;
+    void clientDisconnected() override;
+
+    /// The capture framework's delivery, on its own thread.
+    void captureOutput(const VideoFrame& frame);
+
+    // Accessors.
+    [[nodiscard]] Network& network() { return network_; }
+    [[nodiscard]] CaptureSession& session() { return session_; }
+    [[nodiscard]] SourceSelection& sources() { return sources_; }
+    [[nodiscard]] AudioPreviewOutput& audioPreviewOutput() { return audioPreviewOutput_; }
+    [[nodiscard]] bool hasRecordingDevice() const { return sources_.hasRecordingDevice(); }
+    [[nodiscard]] float audioLevel() const { return audioLevel_; }
+    void setAudioLevel(float level);
+
+    /// A property of this name has another value now: those of SourceSelection, and "audioLevel".
+    sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
+
+private:
+    void rotateBy(int quarterTurns);
+    void chooseVideoSource();
+    void chooseAudioSource();
+    void hideWindowOfAgent();
+    void announce(const std::string& property);
+
+    Environment environment_;
+    DocumentWindow* window_ = nullptr;
+    Network network_;
+    CaptureSession session_;
+    SourceSelection sources_;
+    FramePipeline pipeline_;
+    AudioPreviewOutput audioPreviewOutput_;
+    float audioLevel_ = 0;
+    sigc::signal<void(const std::string&)> propertyChanged_;
+};
+
+} // namespace ovelo

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/Data.h"
+#include "platform/VideoFrame.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace ovelo {
+
+class Settings;
+
+/// Where finished pictures go. Implemented by the viewer server's owner.
+class FrameSink {
+public:
+    virtual ~FrameSink() = default;
+    [[nodiscard]] virtual bool hasClient() const = 0;
+    [[nodiscard]] virtual bool shouldSkipFrame() = 0;
+    virtual void sendImageData(const Data& jpeg) = 0;
+};
+
+class Bitmap;
+
+/// Makes viewer pictures of camera frames: 320 x 240, turned and labelled as the settings say, JPEG at 0.4.
+///
+/// thread  the capture thread, one frame at a time
+class FramePipeline final {
+public:
+    struct Environment {
+        const Settings& settings;
+        const Clock& clock;
+        FrameSink& sink;
+        /// True while a recording is played to viewers: live frames are dropped then.
+        std::function<bool()> playbackStarted;
+        /// Sees every live frame before anything else; may be empty.
+        std::function<void(const VideoFrame&)> motion;
+        /// The video device's name, if there is a device.
+        std::function<std::optional<std::string>()> deviceName;
+    };
+
+    explicit FramePipeline(Environment environment) : environment_(std::move(environment)) {}
+
+    void captureOutput(const VideoFrame& frame);
+
+private:
+    [[nodiscard]] Bitmap workingPicture(const VideoFrame& frame) const;
+    void AddTimeStamp(Bitmap& picture, float width, float height) const;
+    void AddDeviceName(Bitmap& picture, float width, float height) const;
+
+    Environment environment_;
+};
+
+} // namespace ovelo

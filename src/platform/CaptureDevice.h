@@ -1,0 +1,87 @@
+#pragma once
+
+#include "platform/Result.h"
+#include "platform/VideoFrame.h"
+
+#include <sigc++/sigc++.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ovelo {
+
+/// What a device delivers; Muxed is video with its own sound.
+enum class MediaType { Video, Muxed, Sound };
+
+/// The play and stop controls of a tape camera.
+struct TapeTransport {
+    bool playbackMode = false;
+    int speed = 0; // 10000 is the tape's own pace
+};
+
+/// One camera or microphone.
+///
+/// Closed, then open (the hardware is ours), then started (it delivers), and back.
+///
+/// thread    main, but for the frame handler
+/// lifetime  shared by the list of devices and by the input that uses it
+class CaptureDevice {
+public:
+    /// Takes a picture of 320 x 240; called on the device's own thread, one call at a time.
+    /// It must not wait for the main thread, which may be waiting in stop() for this very call.
+    using FrameHandler = std::function<void(const VideoFrame&)>;
+
+    CaptureDevice() = default;
+    virtual ~CaptureDevice() = default;
+    CaptureDevice(const CaptureDevice&) = delete;
+    CaptureDevice& operator=(const CaptureDevice&) = delete;
+
+    [[nodiscard]] virtual MediaType mediaType() const = 0;
+
+    /// The name that people see; two devices may bear the same.
+    [[nodiscard]] virtual std::string localizedDisplayName() const = 0;
+
+    /// Tells models apart; sent to viewers beside the name.
+    [[nodiscard]] virtual std::string uniqueModelIdentifier() const = 0;
+
+    /// Opens the device. return: why not, or nothing when it is open. Never waits for a network.
+    [[nodiscard]] virtual std::optional<Failure> open() = 0;
+
+    /// Ends the delivery and gives the hardware back; harmless when closed.
+    virtual void close() = 0;
+
+    /// Delivers pictures to `handler` until stop(). A sound device delivers none.
+    virtual void start(FrameHandler handler) = 0;
+
+    /// Returns when the last call of the handler has returned.
+    virtual void stop() = 0;
+
+    /// One text for each stream that is being delivered, for people.
+    [[nodiscard]] virtual std::vector<std::string> formatSummaries() const { return {}; }
+
+    /// The tape controls, when the device has any; writing them moves the tape.
+    [[nodiscard]] virtual std::optional<TapeTransport> transport() const { return std::nullopt; }
+    virtual void setTransport(const TapeTransport& /*transport*/) {}
+
+    /// The device ended by itself while it was open (unplugged, stream over); the text says why.
+    /// Emitted on the main thread. Who listens closes the device.
+    sigc::signal<void(const std::string&)>& ended() { return ended_; }
+
+    /// formatSummaries() is another one now. Emitted on the main thread.
+    sigc::signal<void()>& formatChanged() { return formatChanged_; }
+
+    /// transport() is another one now. Emitted on the main thread.
+    sigc::signal<void()>& transportChanged() { return transportChanged_; }
+
+private:
+    sigc::signal<void(const std::string&)> ended_;
+    sigc::signal<void()> formatChanged_;
+    sigc::signal<void()> transportChanged_;
+};
+
+using CaptureDevicePointer = std::shared_ptr<CaptureDevice>;
+
+} // namespace ovelo

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/CaptureDeviceInput.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace ovelo {
+
+/// Brings the pictures of its inputs to its output and to the preview.
+///
+/// thread  main; handlers are called on the device's thread, one call at a time
+class CaptureSession final {
+public:
+    using FrameHandler = CaptureDevice::FrameHandler;
+
+    CaptureSession() = default;
+    ~CaptureSession();
+    CaptureSession(const CaptureSession&) = delete;
+    CaptureSession& operator=(const CaptureSession&) = delete;
+
+    /// Takes every picture, 320 x 240. Set before the session runs.
+    void setVideoOutput(FrameHandler handler) { output_ = std::move(handler); }
+
+    /// Takes every picture for the screen, and must be quick. Returns when the former handler is not running any more.
+    void setPreview(FrameHandler handler);
+
+    /// Adds an input whose device is open, and starts it when the session runs.
+    ///
+    /// errors  when the input is there already, or its device delivers what another input delivers
+    [[nodiscard]] std::optional<Failure> addInput(const std::shared_ptr<CaptureDeviceInput>& input);
+
+    /// Stops the input; its device stays open. Harmless when it is not there.
+    void removeInput(const std::shared_ptr<CaptureDeviceInput>& input);
+
+    void startRunning();
+    void stopRunning();
+    [[nodiscard]] bool isRunning() const { return running_; }
+
+private:
+    void start(CaptureDeviceInput& input);
+    void deliver(const VideoFrame& frame);
+
+    FrameHandler output_;
+    std::vector<std::shared_ptr<CaptureDeviceInput>> inputs_;
+    bool running_ = false;
+    std::mutex previewLock_; // held while the preview takes a picture
+    FrameHandler preview_;
+};
+
+} // namespace ovelo

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+
+/// Dates as people write them. Any thread.
+namespace ovelo::datetext {
+
+/// Date and time in the short style of the user's locale; in the C locale "2024-01-31 23:59".
+std::string shortStyle(std::time_t moment);
+
+/// Date and time in the medium style of the user's locale; in the C locale "2024-01-31 23:59:59".
+std::string mediumStyle(std::time_t moment);
+
+} // namespace ovelo::datetext

@@ -1,0 +1,158 @@
+#include "platform/MainThread.h"
+
+#include "platform/Assert.h"
+#include "platform/Mutex.h"
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace ovelo {
+
+namespace {
+
+/// One call on its way; `finished` and `failure` are guarded by the queue's lock.
+struct Call {
+    MainThread::Task task;
+    bool finished = false;
+    std::exception_ptr failure;
+};
+
+/// The calls that wait for the main thread. A leaf: nothing else is locked while its lock is held.
+struct Calls {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<std::shared_ptr<Call>> waiting;
+    MainThread::Task wake;
+    std::thread::id thread;
+    bool running = false;
+};
+
+Calls& calls() {
+    static Calls instance;
+    return instance;
+}
+
+void finish(Calls& state, Call& call, std::exception_ptr failure) {
+    {
+        const std::lock_guard lock(state.lock);
+        call.finished = true;
+        call.failure = std::move(failure);
+    }
+    state.changed.notify_all();
+}
+
+std::shared_ptr<Call> nextCall(Calls& state) {
+    const std::lock_guard lock(state.lock);
+    if (state.waiting.empty()) {
+        return nullptr;
+    }
+    auto call = state.waiting.front();
+    state.waiting.pop_front();
+    return call;
+}
+
+/// return  null when the main loop has ended
+std::shared_ptr<Call> enqueue(Calls& state, MainThread::Task task) {
+    auto call = std::make_shared<Call>(Call{std::move(task), false, nullptr});
+    MainThread::Task wake;
+    {
+        const std::lock_guard lock(state.lock);
+        if (!state.running) {
+            return nullptr;
+        }
+        state.waiting.push_back(call);
+        wake = state.wake;
+    }
+    state.changed.notify_all();
+    if (wake) {
+        wake();
+    }
+    return call;
+}
+
+} // namespace
+
+void MainThread::begin(Task wake) {
+    Calls& state = calls();
+    const std::lock_guard lock(state.lock);
+    state.wake = std::move(wake);
+    state.thread = std::this_thread::get_id();
+    state.running = true;
+}
+
+void MainThread::end() {
+    Calls& state = calls();
+    std::deque<std::shared_ptr<Call>> dropped;
+    {
+        const std::lock_guard lock(state.lock);
+        state.running = false;
+        state.wake = nullptr;
+        dropped.swap(state.waiting);
+        for (const auto& call : dropped) {
+            call->finished = true;
+        }
+    }
+    state.changed.notify_all();
+}
+
+bool MainThread::isCurrent() {
+    Calls& state = calls();
+    const std::lock_guard lock(state.lock);
+    return state.thread == std::this_thread::get_id();
+}
+
+void MainThread::performAndWait(const Task& task) {
+    if (isCurrent()) {
+        task();
+        return;
+    }
+    OVELO_ASSERT(Mutex::noneHeld(), "no lock is held while waiting for the main thread");
+    Calls& state = calls();
+    const auto call = enqueue(state, task);
+    if (!call) {
+        return;
+    }
+    std::unique_lock lock(state.lock);
+    state.changed.wait(lock, [&] { return call->finished; });
+    if (call->failure) {
+        std::rethrow_exception(call->failure);
+    }
+}
+
+void MainThread::perform(Task task) {
+    enqueue(calls(), std::move(task));
+}
+
+void MainThread::serve() {
+    Calls& state = calls();
+    while (const auto call = nextCall(state)) {
+        std::exception_ptr failure;
+        try {
+            call->task();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        finish(state, *call, failure);
+    }
+}
+
+bool MainThread::serveUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+    constexpr auto kTurn = std::chrono::milliseconds(5); // `done` may change without a call
+    Calls& state = calls();
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        serve();
+        std::unique_lock lock(state.lock);
+        state.changed.wait_for(lock, kTurn, [&] { return !state.waiting.empty(); });
+    }
+    return true;
+}
+
+} // namespace ovelo

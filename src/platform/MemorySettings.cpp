@@ -1,0 +1,116 @@
+#include "platform/MemorySettings.h"
+
+#include "platform/MainThread.h"
+
+#include <strings.h>
+
+#include <cstdlib>
+#include <mutex>
+
+namespace ovelo {
+
+namespace {
+
+std::string joined(const Settings::Array& items) {
+    std::string text;
+    for (const auto& item : items) {
+        text += (&item == &items.front() ? "" : ", ") + item;
+    }
+    return text;
+}
+
+bool meansTrue(const std::string& text) {
+    return !text.empty() && text != "0" && ::strcasecmp(text.c_str(), "false") != 0;
+}
+
+} // namespace
+
+bool MemorySettings::contains(std::string_view key) const {
+    const std::shared_lock lock(lock_);
+    return values_.contains(key);
+}
+
+std::optional<Settings::Array> MemorySettings::array(std::string_view key) const {
+    const std::shared_lock lock(lock_);
+    const auto found = values_.find(key);
+    if (found == values_.end()) {
+        return std::nullopt;
+    }
+    return found->second;
+}
+
+std::optional<std::string> MemorySettings::string(std::string_view key) const {
+    const std::shared_lock lock(lock_);
+    const auto found = values_.find(key);
+    if (found == values_.end()) {
+        return std::nullopt;
+    }
+    return joined(found->second);
+}
+
+bool MemorySettings::boolean(std::string_view key) const {
+    const std::shared_lock lock(lock_);
+    const auto found = values_.find(key);
+    return found != values_.end() && found->second.size() == 1 && meansTrue(found->second.front());
+}
+
+int MemorySettings::integer(std::string_view key) const {
+    const auto text = string(key);
+    return text ? static_cast<int>(std::strtol(text->c_str(), nullptr, 10)) : 0;
+}
+
+void MemorySettings::setString(std::string_view key, std::string_view value) {
+    store(key, Array{std::string(value)});
+}
+
+void MemorySettings::setBoolean(std::string_view key, bool value) {
+    setString(key, value ? "true" : "false");
+}
+
+void MemorySettings::setInteger(std::string_view key, int value) {
+    setString(key, std::to_string(value));
+}
+
+void MemorySettings::setArray(std::string_view key, const Array& value) {
+    store(key, value);
+}
+
+void MemorySettings::remove(std::string_view key) {
+    store(key, std::nullopt);
+}
+
+std::vector<std::string> MemorySettings::keys() const {
+    const std::shared_lock lock(lock_);
+    std::vector<std::string> names;
+    for (const auto& [key, value] : values_) {
+        names.push_back(key);
+    }
+    return names;
+}
+
+void MemorySettings::stored(const std::string& /*key*/, const std::optional<Array>& /*value*/) {}
+
+bool MemorySettings::replaceAll(Values values) {
+    const std::unique_lock lock(lock_);
+    if (values_ == values) {
+        return false;
+    }
+    values_ = std::move(values);
+    return true;
+}
+
+void MemorySettings::store(std::string_view key, std::optional<Array> value) {
+    const std::string name(key);
+    {
+        const std::unique_lock lock(lock_);
+        if (value) {
+            values_[name] = *value;
+        } else {
+            values_.erase(name);
+        }
+    }
+    stored(name, value);
+    MainThread::perform([this] { changed().emit(); });
+}
+
+} // namespace ovelo

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Settings.h"
+
+#include <functional>
+#include <map>
+#include <shared_mutex>
+
+namespace ovelo {
+
+/// Settings that live in memory: what tests use, and the fast half of IniSettings.
+class MemorySettings : public Settings {
+public:
+    /// One value as it is stored: a list of texts; a plain text is a list of one.
+    using Values = std::map<std::string, Array, std::less<>>;
+
+    [[nodiscard]] bool contains(std::string_view key) const override;
+    [[nodiscard]] std::optional<std::string> string(std::string_view key) const override;
+    [[nodiscard]] bool boolean(std::string_view key) const override;
+    [[nodiscard]] int integer(std::string_view key) const override;
+    [[nodiscard]] std::optional<Array> array(std::string_view key) const override;
+    void setString(std::string_view key, std::string_view value) override;
+    void setBoolean(std::string_view key, bool value) override;
+    void setInteger(std::string_view key, int value) override;
+    void setArray(std::string_view key, const Array& value) override;
+    void remove(std::string_view key) override;
+    [[nodiscard]] std::vector<std::string> keys() const override;
+
+protected:
+    /// Called after a value was set (or removed: none), without a lock held.
+    virtual void stored(const std::string& key, const std::optional<Array>& value);
+
+    /// Replaces everything; tells whether anything was different.
+    bool replaceAll(Values values);
+
+private:
+    void store(std::string_view key, std::optional<Array> value);
+
+    mutable std::shared_mutex lock_; // a leaf: nothing is called while it is held
+    Values values_;
+};
+
+} // namespace ovelo
