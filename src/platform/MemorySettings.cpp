@@ -88,29 +88,40 @@ std::vector<std::string> MemorySettings::keys() const {
     return names;
 }
 
-void MemorySettings::stored(const std::string& /*key*/, const std::optional<Array>& /*value*/) {}
+MemorySettings::Values MemorySettings::values() const {
+    const std::shared_lock lock(lock_);
+    return values_;
+}
 
-bool MemorySettings::replaceAll(Values values) {
-    const std::unique_lock lock(lock_);
-    if (values_ == values) {
-        return false;
+void MemorySettings::replaceAll(Values values) {
+    {
+        const std::unique_lock lock(lock_);
+        if (values_ == values) {
+            return;
+        }
+        values_ = std::move(values);
     }
-    values_ = std::move(values);
-    return true;
+    announce();
 }
 
 void MemorySettings::store(std::string_view key, std::optional<Array> value) {
-    const std::string name(key);
     {
         const std::unique_lock lock(lock_);
         if (value) {
-            values_[name] = *value;
+            values_[std::string(key)] = *std::move(value);
         } else {
-            values_.erase(name);
+            values_.erase(std::string(key));
         }
     }
-    stored(name, value);
-    MainThread::perform([this] { changed().emit(); });
+    announce();
+}
+
+void MemorySettings::announce() {
+    MainThread::perform([this, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) {
+            changed().emit();
+        }
+    });
 }
 
 } // namespace ovelo

@@ -15,6 +15,7 @@
 #define OVELO_EXCLUDES(mutex) OVELO_ANNOTATE(locks_excluded(mutex))
 #define OVELO_ACQUIRE(...) OVELO_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define OVELO_RELEASE(...) OVELO_ANNOTATE(release_capability(__VA_ARGS__))
+#define OVELO_NO_ANALYSIS OVELO_ANNOTATE(no_thread_safety_analysis)
 
 namespace ovelo {
 

@@ -11,7 +11,8 @@ class AccountPrompt {
 public:
     virtual ~AccountPrompt() = default;
 
-    /// Asks until Network::setButtonPressed has accepted an answer, or the account is in the settings.
+    /// Asks until Network::setButtonPressed has accepted an answer, or the account is in the
+    /// settings.
     ///
     /// return  false when the program is to end instead
     /// thread  main; the main loop is served meanwhile

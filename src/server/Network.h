@@ -25,14 +25,14 @@ class Settings;
 class Socket;
 class ViewerDocument;
 
-/// The viewer server: listens, announces itself, keeps the registry of sessions and hands pictures, sound and text
-/// to all of them.
+/// The viewer server: listens, announces itself, keeps the registry of sessions and hands pictures,
+/// sound and text to all of them.
 ///
 /// thread  main, unless said otherwise
 class Network final : public SessionHost, private ServicePublisher::Delegate {
 public:
-    using PublisherFactory =
-        std::function<std::unique_ptr<ServicePublisher>(const PublishedService&, ServicePublisher::Delegate&)>;
+    using PublisherFactory = std::function<std::unique_ptr<ServicePublisher>(
+        const PublishedService&, ServicePublisher::Delegate&)>;
 
     struct Environment {
         Settings& settings;
@@ -45,11 +45,12 @@ public:
     explicit Network(Environment environment);
     ~Network() override;
 
-    /// Asks for the account when there is none, then listens, announces the service and accepts viewers.
+    /// Asks for the account when there is none, then listens, announces the service and accepts
+    /// viewers.
     void startServer(ViewerDocument& document);
 
-    /// Ends the server: nobody is accepted any more, every session is ended and its threads are joined.
-    /// Serves the main thread's calls meanwhile. Harmless when not started.
+    /// Ends the server: nobody is accepted any more, every session is ended and its threads are
+    /// joined. Serves the main thread's calls meanwhile. Harmless when not started.
     void stopServer();
 
     /// The account window's OK button: stores both texts, and tells whether they will do.
@@ -91,12 +92,14 @@ private:
     void tcpServerThread(const std::stop_token& stop);
     void accept(std::unique_ptr<Socket> client);
     bool listen();
-    void announceService();
+    bool announceService();
+    void endSessions();
     void netServiceWillPublish(const PublishedService& service) override;
     void netServiceDidNotPublish(const PublishedService& service, int errorCode) override;
     void netServiceDidStop(const PublishedService& service) override;
     void handleError(int errorCode, const PublishedService& service);
-    void setStatus(std::string& status, const std::string& text, const char* key, const char* label);
+    void setStatus(std::string& status, const std::string& text, const char* key,
+                   const char* label);
 
     mutable Mutex registryLock_{LockRank::Registry};
     std::vector<std::shared_ptr<NetworkInstance>> instances_ OVELO_GUARDED_BY(registryLock_);
@@ -106,14 +109,14 @@ private:
     std::string ipAddr_;
     std::string externalIpPort_;
     std::unique_ptr<ServicePublisher> service_;
-    std::unique_ptr<Socket> listnerSocket_; // sic
+    std::unique_ptr<Socket> listnerSocket_;     // sic
     ViewerDocument* parentDocoument_ = nullptr; // sic; given, not owned
 
     Environment environment_;
-    SessionThreads sessionThreads_;
     std::uint16_t port_ = 0;
     sigc::signal<void(const std::string&)> propertyChanged_;
-    std::jthread tcpServerThread_; // last: ends before what it uses
+    SessionThreads sessionThreads_; // joined before anything above dies
+    std::jthread tcpServerThread_;
 };
 
 } // namespace ovelo

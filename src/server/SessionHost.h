@@ -14,7 +14,8 @@ public:
     /// Shows a status text. Main thread.
     virtual void setNetworkStatus(const std::string& text) = 0;
 
-    /// The session has ended. Called exactly once by each TCP session, on its own thread, as its last act.
+    /// The session has ended. Called exactly once by each TCP session, on its own thread, as its
+    /// last act.
     virtual void networkInstanceExitSel(NetworkInstance& session) = 0;
 };
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+/// Numbers in the texts of peers, whatever the user's locale. Any thread.
+namespace ovelo::numbers {
+
+/// The number that a text begins with, as atof reads it in the C locale ("nan" and "inf" included);
+/// 0 if none.
+double leadingDouble(const std::string& text);
+
+/// The decimal number that a text begins with, 0 if none; held to the limits of int.
+int leadingInteger(const std::string& text);
+
+} // namespace ovelo::numbers

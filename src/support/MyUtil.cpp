@@ -1,0 +1,51 @@
+#include "support/MyUtil.h"
+
+#include "platform/Folders.h"
+
+#include <system_error>
+
+namespace ovelo {
+
+namespace {
+
+double seconds(const TimeValue& moment) {
+    constexpr double kMicrosecondsInASecond = 1000000;
+    return static_cast<double>(moment.seconds) + moment.microseconds / kMicrosecondsInASecond;
+}
+
+/// Characters, not bytes, of UTF-8 text.
+std::size_t length(std::string_view text) {
+    std::size_t count = 0;
+    for (const char byte : text) {
+        count += (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+std::int32_t MyUtil::getTimeStamp(const Clock& clock) {
+    return static_cast<std::int32_t>(clock.timeOfDay().seconds);
+}
+
+float MyUtil::getElapsedSeconds(const TimeValue& start, const Clock& clock) {
+    return static_cast<float>(seconds(clock.timeOfDay()) - seconds(start));
+}
+
+bool MyUtil::valideEmailAddress(std::string_view address) {
+    constexpr std::size_t kShortest = 3;
+    return length(address) >= kShortest && address.find('@') != std::string_view::npos;
+}
+
+std::filesystem::path MyUtil::getRecordedDirectory() {
+    const std::filesystem::path documents = folders::documents();
+    if (documents.empty()) {
+        return {};
+    }
+    const std::filesystem::path folder = documents / "Ovelo";
+    std::error_code failure; // a folder that cannot be made is told by whoever opens it
+    std::filesystem::create_directory(folder, failure);
+    return folder;
+}
+
+} // namespace ovelo
