@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <shared_mutex>
 
 namespace ovelo {
@@ -27,17 +28,21 @@ public:
     [[nodiscard]] std::vector<std::string> keys() const override;
 
 protected:
-    /// Called after a value was set (or removed: none), without a lock held.
-    virtual void stored(const std::string& key, const std::optional<Array>& value);
+    /// Sets a value, or removes it (none), and announces it. Every write comes through here.
+    virtual void store(std::string_view key, std::optional<Array> value);
 
-    /// Replaces everything; tells whether anything was different.
-    bool replaceAll(Values values);
+    /// Replaces everything, and announces it when anything was different.
+    void replaceAll(Values values);
+
+    [[nodiscard]] Values values() const;
 
 private:
-    void store(std::string_view key, std::optional<Array> value);
+    void announce();
 
     mutable std::shared_mutex lock_; // a leaf: nothing is called while it is held
     Values values_;
+    std::shared_ptr<const bool> alive_ =
+        std::make_shared<const bool>(true); // for announcements under way
 };
 
 } // namespace ovelo

@@ -6,7 +6,7 @@
 
 namespace ovelo {
 
-/// A timer on the main loop; it ends with the object. Main thread only.
+/// A timer on the main loop; it ends with the object, which a tick may destroy. Main thread only.
 class Timer {
 public:
     Timer() = default;
@@ -14,10 +14,11 @@ public:
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Calls `tick` again and again, first after one interval.
-    static std::unique_ptr<Timer> repeating(std::chrono::milliseconds interval, std::function<void()> tick);
+    /// Calls `tick` again and again, first after one interval. `tick` does not throw.
+    static std::unique_ptr<Timer> repeating(std::chrono::milliseconds interval,
+                                            std::function<void()> tick);
 
-    /// Calls `tick` once.
+    /// Calls `tick` once. `tick` does not throw.
     static std::unique_ptr<Timer> once(std::chrono::milliseconds delay, std::function<void()> tick);
 };
 
