@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/NetworkSink.h"
 #include "app/SourceSelection.h"
 #include "capture/FramePipeline.h"
 #include "platform/CaptureSession.h"
@@ -22,7 +23,8 @@ struct AudioPreviewOutput {
     float volume = 0;
 };
 
-/// The hub of the program: owns the capture session and the viewer server, and starts and stops everything.
+/// The hub of the program: owns the capture session and the viewer server, and starts and stops
+/// everything.
 ///
 /// thread  main; what ViewerDocument declares, any
 class MyDocument final : public ViewerDocument, public sigc::trackable {
@@ -95,9 +97,11 @@ private:
     Environment environment_;
     DocumentWindow* window_ = nullptr;
     Network network_;
-    CaptureSession session_;
-    SourceSelection sources_;
+    NetworkSink networkSink_;
     FramePipeline pipeline_;
+    CaptureSession session_;
+    SourceSelection sources_; // its destructor takes the inputs out of the session
+    bool closed_ = false;
     AudioPreviewOutput audioPreviewOutput_;
     float audioLevel_ = 0;
     sigc::signal<void(const std::string&)> propertyChanged_;

@@ -5,7 +5,8 @@
 
 namespace ovelo {
 
-/// The cameras on the network that can stand in for a local one; they feed the device "Kavrin IPCam".
+/// The cameras on the network that can stand in for a local one; they feed the device "Kavrin
+/// IPCam".
 ///
 /// thread  main, but for cameras(), which any thread may call
 class NetworkCameras {

@@ -6,6 +6,7 @@
 
 #include <sigc++/sigc++.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,9 +19,10 @@ class DocumentWindow;
 class Logger;
 class NetworkCameras;
 
-/// Which camera and microphone the session uses: the lists that people and viewers choose from, and the choice.
+/// Which camera and microphone the session uses: the lists that people and viewers choose from, and
+/// the choice.
 ///
-/// thread  main, but for getDataSource(), which any thread may call
+/// thread  main, but for getDataSource() and videoDeviceDisplayName(), which any thread may call
 class SourceSelection final : public sigc::trackable {
 public:
     using DeviceList = std::vector<CaptureDevicePointer>;
@@ -56,8 +58,11 @@ public:
     [[nodiscard]] bool hasRecordingDevice() const;
 
     // What viewers see and send.
-    [[nodiscard]] std::string getDataSource();
-    void resetDataSource(std::string_view request);
+    [[nodiscard]] std::string getDataSource() const;
+    void resetDataSource(std::string_view text);
+
+    /// The name of the device in use, if there is one. Any thread.
+    [[nodiscard]] std::optional<std::string> videoDeviceDisplayName() const;
 
     // Tape cameras.
     [[nodiscard]] CaptureDevicePointer controllableDevice() const;
@@ -75,20 +80,21 @@ public:
     sigc::signal<void()>& videoDeviceWillChange() { return videoDeviceWillChange_; }
 
 private:
-    struct Watch; // the connections to the signals of the device in use
-
     [[nodiscard]] Names offeredNames() const;
     [[nodiscard]] CaptureDevicePointer videoDeviceNamed(const std::string& name) const;
+    [[nodiscard]] std::optional<std::string> cameraOf(const std::string& sourceName) const;
     [[nodiscard]] std::string identifierOf(const std::string& sourceName) const;
-    bool openVideo(const CaptureDevicePointer& device);
-    bool openAudio(const CaptureDevicePointer& device);
-    void fail(const std::string& logFormat, const CaptureDevice& device, const Failure& failure);
-    void removeVideoInput();
-    void removeAudioInput();
+    [[nodiscard]] std::string dataSourceLine() const;
+    std::shared_ptr<CaptureDeviceInput> openInput(const CaptureDevicePointer& device,
+                                                  const std::string& kind);
+    void removeInput(std::shared_ptr<CaptureDeviceInput>& input);
+    void report(const std::string& what, const CaptureDevice& device, const Failure& failure);
     void watch(const CaptureDevicePointer& device);
     void deviceEnded(const CaptureDevicePointer& device, const std::string& reason);
     void announce(const std::string& property);
-    void publishDataSource();
+    void announceVideoDevice();
+    void announceAudioDevice();
+    void publishForViewers();
 
     // Given, not owned.
     CaptureDevices& devices_;
@@ -104,13 +110,14 @@ private:
     std::shared_ptr<CaptureDeviceInput> videoDeviceInput_;
     std::shared_ptr<CaptureDeviceInput> audioDeviceInput_;
     std::optional<std::string> curPlayingCam_;
-    std::vector<std::unique_ptr<Watch>> watches_;
+    std::map<const CaptureDevice*, std::vector<sigc::connection>> watches_; // on the devices in use
     sigc::signal<void(const std::string&)> propertyChanged_;
     sigc::signal<void()> videoDeviceWillChange_;
 
-    // What getDataSource() answers from any thread.
-    mutable Mutex dataSourceLock_{LockRank::Settings};
-    std::string dataSource_ OVELO_GUARDED_BY(dataSourceLock_) = "DATA_SOURCE\n";
+    // What other threads are answered.
+    mutable Mutex publishedLock_{LockRank::Settings};
+    std::string dataSource_ OVELO_GUARDED_BY(publishedLock_);
+    std::optional<std::string> displayName_ OVELO_GUARDED_BY(publishedLock_);
 };
 
 } // namespace ovelo

@@ -1,0 +1,153 @@
+// Construction, the start sequence, the shutdown sequence, and what viewers ask for.
+
+#include "app/MyDocument.h"
+
+#include "app/DocumentWindow.h"
+#include "platform/MainThread.h"
+#include "platform/PropertyList.h"
+#include "platform/Settings.h"
+#include "support/Logger.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+namespace ovelo {
+
+namespace {
+
+bool containsMicrophone(const CaptureDevicePointer& device) {
+    static constexpr std::string_view kWord = "microphone";
+    const std::string name = device->localizedDisplayName();
+    const auto sameLetter = [](unsigned char left, unsigned char right) {
+        return std::tolower(left) == std::tolower(right);
+    };
+    return std::search(name.begin(), name.end(), kWord.begin(), kWord.end(), sameLetter) !=
+           name.end();
+}
+
+} // namespace
+
+MyDocument::MyDocument(Environment environment)
+    : environment_(std::move(environment))
+    , network_({environment_.settings, environment_.log, environment_.clock, environment_.prompt,
+                environment_.publisher})
+    , networkSink_(network_)
+    , pipeline_({environment_.settings,
+                 environment_.clock,
+                 networkSink_,
+                 {},
+                 {},
+                 [this] { return sources_.videoDeviceDisplayName(); }})
+    , sources_(environment_.devices, session_, environment_.cameras, environment_.log) {
+    if (!environment_.settings.contains("port")) {
+        environment_.settings.setString("port", "1726");
+    }
+    session_.setVideoOutput([this](const VideoFrame& frame) { captureOutput(frame); });
+    sources_.propertyChanged().connect([this](const std::string& key) { announce(key); });
+}
+
+MyDocument::~MyDocument() {
+    session_.stopRunning(); // no picture arrives any more
+}
+
+void MyDocument::windowControllerDidLoadNib(DocumentWindow& window) {
+    window_ = &window;
+    sources_.setWindow(&window);
+    environment_.log.write("Document starting\n");
+    audioPreviewOutput_.volume = 1.0F;
+    chooseVideoSource();
+    chooseAudioSource();
+    session_.startRunning();
+    const auto refresh = sigc::mem_fun(sources_, &SourceSelection::refreshDevices);
+    environment_.devices.deviceWasConnected().connect(refresh);
+    environment_.devices.deviceWasDisconnected().connect(refresh);
+    network_.startServer(*this);
+    environment_.log.write("Document started\n");
+    hideWindowOfAgent();
+}
+
+void MyDocument::chooseVideoSource() {
+    const SourceSelection::Names names = sources_.videoDeviceNames();
+    if (names.empty()) {
+        return;
+    }
+    const auto last = environment_.settings.string("lastSelectedVideoDevice");
+    const bool lastIsThere = last && std::find(names.begin(), names.end(), *last) != names.end();
+    sources_.setSelectedVideoDeviceName(lastIsThere ? *last : names.front());
+}
+
+void MyDocument::chooseAudioSource() {
+    const SourceSelection::DeviceList devices = sources_.audioDevices();
+    if (devices.empty()) {
+        return;
+    }
+    const auto last = environment_.settings.string("lastSelectedAudioDevice");
+    auto chosen = std::find_if(devices.begin(), devices.end(), [&](const auto& device) {
+        return device->localizedDisplayName() == last;
+    });
+    if (chosen == devices.end()) {
+        chosen = std::find_if(devices.begin(), devices.end(), containsMicrophone);
+    }
+    sources_.setSelectedAudioDevice(chosen == devices.end() ? devices.front() : *chosen);
+}
+
+void MyDocument::hideWindowOfAgent() {
+    const auto properties = readPropertyList(environment_.resources / "Contents" / "Info.plist");
+    if (!properties) {
+        return;
+    }
+    const auto isAgent = properties->find("NSUIElement");
+    if (isAgent != properties->end() && isAgent->second == "1") {
+        window_->hideMainWindow();
+    }
+}
+
+void MyDocument::windowWillClose() {
+    if (std::exchange(closed_, true)) {
+        return;
+    }
+    Settings& settings = environment_.settings;
+    if (const auto video = sources_.selectedVideoDevice()) {
+        settings.setString("lastSelectedVideoDevice", video->localizedDisplayName());
+    }
+    if (const auto audio = sources_.selectedAudioDevice()) {
+        settings.setString("lastSelectedAudioDevice", audio->localizedDisplayName());
+    }
+    sources_.setSelectedVideoDevice(nullptr);
+    sources_.setSelectedAudioDevice(nullptr);
+    session_.stopRunning();
+    network_.stopServer();
+}
+
+std::string MyDocument::getDataSource() {
+    return sources_.getDataSource();
+}
+
+void MyDocument::setDataSource(const std::string& source) {
+    MainThread::performAndWait([&] { sources_.resetDataSource(source); });
+}
+
+void MyDocument::stopPlayback() {
+    // Nothing plays: live pictures are all there is.
+}
+
+void MyDocument::clientDisconnected() {
+    stopPlayback();
+}
+
+void MyDocument::captureOutput(const VideoFrame& frame) {
+    pipeline_.captureOutput(frame);
+}
+
+void MyDocument::setAudioLevel(float level) {
+    if (std::exchange(audioLevel_, level) != level) {
+        announce("audioLevel");
+    }
+}
+
+void MyDocument::announce(const std::string& property) {
+    propertyChanged_.emit(property);
+}
+
+} // namespace ovelo
