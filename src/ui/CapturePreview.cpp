@@ -1,0 +1,173 @@
+#include "ui/CapturePreview.h"
+
+#include "platform/CaptureSession.h"
+
+#include <QEvent>
+#include <QPainter>
+#include <QTimer>
+#include <QWindow>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace ovelo {
+
+namespace {
+
+/// A little under a tenth of a second, so that a camera's jitter does not turn ten pictures a
+/// second into five.
+constexpr std::chrono::milliseconds kBetweenWakes{90};
+
+constexpr QColor kBackground(0x17, 0x1a, 0x1f);
+constexpr QColor kMessage(0xa8, 0xb0, 0xba);
+
+} // namespace
+
+CapturePreview::CapturePreview(QWidget* parent) : QWidget(parent), missing_(new QTimer(this)) {
+    setObjectName(u"capturePreview"_s);
+    setAccessibleName(u"Live picture"_s);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    missing_->setSingleShot(true);
+    missing_->setInterval(kPatience);
+    connect(missing_, &QTimer::timeout, this, &CapturePreview::dropPicture);
+}
+
+CapturePreview::~CapturePreview() {
+    if (session_ != nullptr) {
+        session_->setPreview({});
+    }
+}
+
+void CapturePreview::setSession(CaptureSession& session) {
+    session_ = &session;
+    session.setPreview([this](const VideoFrame& frame) { takeFrame(frame); });
+}
+
+void CapturePreview::setLive(bool live) {
+    live_ = live;
+    reconsider();
+}
+
+void CapturePreview::setMessage(const QString& message) {
+    if (message != message_) {
+        message_ = message;
+        setAccessibleDescription(message);
+        update();
+    }
+}
+
+void CapturePreview::takeFrame(const VideoFrame& frame) {
+    if (!wanted_) {
+        return;
+    }
+    {
+        const std::scoped_lock lock(newestLock_);
+        newest_ = frame;
+    }
+    const Steady::time_point now = Steady::now();
+    if (now - lastWake_ < kBetweenWakes || woken_.exchange(true)) {
+        return;
+    }
+    lastWake_ = now;
+    QMetaObject::invokeMethod(
+        this, [this] { present(); }, Qt::QueuedConnection);
+}
+
+QSize CapturePreview::sizeHint() const {
+    return {512, 384};
+}
+
+QSize CapturePreview::minimumSizeHint() const {
+    return {320, 240};
+}
+
+void CapturePreview::present() {
+    woken_ = false;
+    VideoFrame newest;
+    {
+        const std::scoped_lock lock(newestLock_);
+        newest = std::exchange(newest_, {});
+    }
+    if (!wanted_ || newest.pixels == nullptr) {
+        return;
+    }
+    shown_ = std::move(newest);
+    missing_->start();
+    update(pictureArea().toAlignedRect());
+}
+
+void CapturePreview::dropPicture() {
+    missing_->stop();
+    shown_ = {};
+    update();
+}
+
+bool CapturePreview::canBeSeen() const {
+    const QWindow* handle = window()->windowHandle();
+    return isVisible() && !window()->isMinimized() && handle != nullptr && handle->isExposed();
+}
+
+void CapturePreview::reconsider() {
+    const bool wanted = live_ && canBeSeen();
+    if (wanted_.exchange(wanted) == wanted || wanted) {
+        return;
+    }
+    // The camera gets its picture memory back.
+    const std::scoped_lock lock(newestLock_);
+    newest_ = {};
+    dropPicture();
+}
+
+void CapturePreview::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    window()->installEventFilter(this);
+    if (QWindow* handle = window()->windowHandle()) {
+        handle->installEventFilter(this);
+    }
+    reconsider();
+}
+
+void CapturePreview::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    reconsider();
+}
+
+bool CapturePreview::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::WindowStateChange || event->type() == QEvent::Expose) {
+        // The window takes the event in first.
+        QMetaObject::invokeMethod(
+            this, [this] { reconsider(); }, Qt::QueuedConnection);
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+QRectF CapturePreview::pictureArea() const {
+    const QSizeF fitted = QSizeF(4, 3).scaled(size(), Qt::KeepAspectRatio);
+    QRectF area(QPointF(), fitted);
+    area.moveCenter(QRectF(rect()).center());
+    return area;
+}
+
+void CapturePreview::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    if (!showsPicture()) {
+        painter.fillRect(rect(), kBackground);
+        painter.setPen(kMessage);
+        painter.drawText(rect().adjusted(24, 24, -24, -24), Qt::AlignCenter | Qt::TextWordWrap,
+                         message_);
+        return;
+    }
+    const QRectF area = pictureArea();
+    if (area != QRectF(rect())) {
+        painter.fillRect(rect(), kBackground);
+    }
+    // Opaque by contract, and painted as such: blending would cost twice as much.
+    const QImage picture(shown_.pixels, shown_.width, shown_.height,
+                         static_cast<qsizetype>(shown_.bytesPerRow), QImage::Format_RGBX8888);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(area, picture);
+}
+
+} // namespace ovelo

@@ -1,0 +1,148 @@
+#include "ui/OptionsPanel.h"
+
+#include "app/MyDocument.h"
+#include "platform/Folders.h"
+#include "platform/Settings.h"
+#include "support/Logger.h"
+#include "support/MyUtil.h"
+#include "ui/Layouts.h"
+#include "ui/SettingCheckBox.h"
+#include "ui/SettingLineEdit.h"
+#include "ui/Text.h"
+
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QFrame>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace ovelo {
+
+namespace {
+
+std::optional<QString> refusalOfEmail(const QString& email) {
+    if (MyUtil::valideEmailAddress(fromQt(email))) {
+        return std::nullopt;
+    }
+    return u"That is not an e-mail address; the former one is kept."_s;
+}
+
+std::optional<QString> refusalOfPassword(const QString& password) {
+    if (!password.isEmpty()) {
+        return std::nullopt;
+    }
+    return u"Without a password anybody could watch; the former one is kept."_s;
+}
+
+QFrame* line() {
+    auto* line = new QFrame;
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Sunken);
+    return line;
+}
+
+QVBoxLayout* column() {
+    auto* column = new QVBoxLayout;
+    column->setSpacing(6);
+    return column;
+}
+
+} // namespace
+
+OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window)
+    : QDialog(window)
+    , document_(document)
+    , settings_(settings)
+    , log_(log) {
+    setObjectName(u"optionsPanel"_s);
+    setWindowTitle(u"Ovelo Options"_s);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
+    buttons->button(QDialogButtonBox::Close)->setAutoDefault(false);
+    connect(buttons, &QDialogButtonBox::rejected, this, [this] { document_.closeOption(); });
+
+    auto* parts = new QVBoxLayout(this);
+    parts->setContentsMargins(20, 16, 20, 16);
+    parts->setSpacing(12);
+    for (QWidget* part : {picturePart(), accountPart(), logPart(), laterPart()}) {
+        parts->addWidget(part);
+        parts->addWidget(line());
+    }
+    parts->addWidget(buttons);
+    parts->setSizeConstraint(QLayout::SetFixedSize);
+}
+
+void OptionsPanel::addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent) {
+    layout.addWidget(new SettingCheckBox(settings_, key, label, whenAbsent));
+}
+
+QWidget* OptionsPanel::picturePart() {
+    QVBoxLayout* boxes = column();
+    addBox(*boxes, "night_vision", u"&Night vision: brighter, in green"_s);
+    addBox(*boxes, "show_timestamp", u"Write &date and time on the picture"_s);
+    addBox(*boxes, "show_devicename", u"Write the camera's na&me on the picture"_s);
+    // Kept: the names of these two keys and their effects.
+    addBox(*boxes, "flip_horizontally", u"Turn the picture &upside down (mirror top to bottom)"_s);
+    addBox(*boxes, "flip_vertically", u"Mirror the picture le&ft to right"_s);
+    return layouts::section(u"Picture that viewers get"_s, boxes);
+}
+
+QWidget* OptionsPanel::accountPart() {
+    QLabel* hint = layouts::note();
+    hint->setObjectName(u"accountHint"_s);
+    hint->hide();
+    const auto outcome = [hint](const std::optional<QString>& refusal) {
+        hint->setText(refusal.value_or(QString()));
+        hint->setVisible(refusal.has_value());
+    };
+    auto* email = new SettingLineEdit(settings_, "email", refusalOfEmail, outcome);
+    email->setAccessibleName(u"Account e-mail"_s);
+    auto* password = new SettingLineEdit(settings_, "password", refusalOfPassword, outcome);
+    password->setAccessibleName(u"Viewer password"_s);
+    password->setEchoMode(QLineEdit::Password);
+
+    auto* form = layouts::form();
+    form->addRow(u"Account &e-mail:"_s, email);
+    form->addRow(u"Viewer &password:"_s, password);
+    form->addRow(QString(), layouts::showPasswordBox(*password));
+    form->addRow(hint);
+    return layouts::section(u"Account"_s, form);
+}
+
+QWidget* OptionsPanel::logPart() {
+    QVBoxLayout* boxes = column();
+    addBox(*boxes, "log_events", u"Write what happens to an event lo&g"_s);
+    auto* clear = new QPushButton(u"&Clear Log"_s);
+    clear->setObjectName(u"clearLog"_s);
+    clear->setAutoDefault(false);
+    connect(clear, &QPushButton::clicked, this, [this] { log_.clear(); });
+    auto* row = new QHBoxLayout;
+    row->addWidget(layouts::note(toQt((folders::documents() / "ovelo.log").string())), 1);
+    row->addWidget(clear);
+    boxes->addLayout(row);
+    return layouts::section(u"Event log"_s, boxes);
+}
+
+QWidget* OptionsPanel::laterPart() {
+    QVBoxLayout* boxes = column();
+    boxes->addWidget(
+        layouts::note(u"This version of Ovelo does not have these features yet. What you "
+                      "choose is kept, and takes effect once they are there."_s));
+    addBox(*boxes, "useMotionEmail", u"Send an e-&mail when something moves"_s);
+    addBox(*boxes, "useMotionRecord", u"Record a movie when something mo&ves"_s);
+    addBox(*boxes, "usePushNotification", u"Notify &your phones when something moves"_s);
+    addBox(*boxes, "smtpSsl", u"Use a secure connec&tion for e-mail"_s, true);
+    addBox(*boxes, "config_airport", u"Open the port on the &router automatically"_s);
+    auto* help = new QPushButton(u"E-mail &Help..."_s);
+    help->setObjectName(u"helpEmail"_s);
+    help->setAutoDefault(false);
+    connect(help, &QPushButton::clicked, this, [this] { document_.helpEmail(); });
+    boxes->addWidget(help, 0, Qt::AlignLeft);
+    return layouts::section(u"Alerts and router (not in this version yet)"_s, boxes);
+}
+
+} // namespace ovelo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDialog>
+
+class QLabel;
+class QLayout;
+
+namespace ovelo {
+
+class Logger;
+class MyDocument;
+class Settings;
+
+/// Every choice of the user that is kept, bound to the settings store both ways.
+///
+/// thread  main
+class OptionsPanel final : public QDialog {
+public:
+    OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window);
+
+private:
+    QWidget* picturePart();
+    QWidget* accountPart();
+    QWidget* logPart();
+    QWidget* laterPart();
+    void addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent = false);
+
+    MyDocument& document_;
+    Settings& settings_;
+    Logger& log_;
+};
+
+} // namespace ovelo

@@ -1,0 +1,124 @@
+#include "ui/OveloApplication.h"
+
+#include "platform/CaptureDevices.h"
+#include "platform/Folders.h"
+#include "platform/IniSettings.h"
+#include "platform/ServicePublisher.h"
+#include "support/Logger.h"
+#include "ui/AccountWindow.h"
+#include "ui/ConsolePrompt.h"
+#include "ui/Display.h"
+#include "ui/Icons.h"
+#include "ui/MainWindow.h"
+#include "ui/TerminationSignals.h"
+
+#include <QTimer>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace ovelo {
+
+OveloApplication::OveloApplication(int& argc, char** argv, TerminationSignals& signals)
+    : application_(argc, argv)
+    , signals_(signals) {
+    QApplication::setApplicationName(u"Ovelo"_s);
+    QApplication::setApplicationVersion(QStringLiteral(OVELO_VERSION));
+    QApplication::setDesktopFileName(u"ovelo"_s);
+    QApplication::setQuitOnLastWindowClosed(false);
+    auto settings = std::make_unique<IniSettings>();
+    settings->watch();
+    Settings::install(std::move(settings));
+
+    const bool onScreen = display::isPresent();
+    if (onScreen) {
+        QApplication::setWindowIcon(icons::application());
+    }
+    makePrompt(onScreen);
+    makeDocument();
+    makeWindow(onScreen);
+}
+
+OveloApplication::~OveloApplication() {
+    signals_.ignore();
+}
+
+int OveloApplication::run() {
+    signals_.notify([this] { askToEnd(); });
+    // From inside the loop, because the account window and the wait for the account need one.
+    QTimer::singleShot(0, &application_, [this] { start(); });
+    return QApplication::exec();
+}
+
+void OveloApplication::makePrompt(bool onScreen) {
+    Settings& settings = Settings::sharedInstance();
+    if (onScreen) {
+        prompt_ = std::make_unique<AccountWindow>(settings);
+    } else {
+        prompt_ = std::make_unique<ConsolePrompt>(settings);
+    }
+    prompt_->onQuit([this] { askToEnd(); });
+}
+
+void OveloApplication::makeDocument() {
+    Settings& settings = Settings::sharedInstance();
+    devices_ = CaptureDevices::create(settings);
+    document_ = std::make_unique<MyDocument>(MyDocument::Environment{
+        .settings = settings,
+        .log = Logger::sharedInstance(),
+        .clock = Clock::system(),
+        .devices = *devices_,
+        .cameras = nullptr,
+        .prompt = *prompt_,
+        .publisher = &ServicePublisher::create,
+        .resources = folders::resources(),
+    });
+}
+
+void OveloApplication::makeWindow(bool onScreen) {
+    window_ = std::make_unique<MainWindow>(MainWindow::Environment{
+        .document = *document_,
+        .settings = Settings::sharedInstance(),
+        .log = Logger::sharedInstance(),
+        .onScreen = onScreen,
+        .quit = [this] { askToEnd(); },
+    });
+}
+
+void OveloApplication::start() {
+    if (phase_ != Phase::Waiting) {
+        return;
+    }
+    phase_ = Phase::Starting;
+    document_->windowControllerDidLoadNib(*window_);
+    phase_ = Phase::Running;
+    if (askedToEnd_) {
+        end();
+        return;
+    }
+    // Only now: viewers can connect before the screen is drawn, and an agent's window never flashes
+    // up.
+    window_->showUnlessHidden();
+}
+
+void OveloApplication::askToEnd() {
+    askedToEnd_ = true;
+    prompt_->cancel();
+    // In the middle of the start, its own end leads to ours.
+    if (phase_ != Phase::Starting) {
+        end();
+    }
+}
+
+void OveloApplication::end() {
+    if (phase_ == Phase::Ended) {
+        return;
+    }
+    phase_ = Phase::Ended;
+    window_->hide();
+    document_->windowWillClose();
+    QApplication::exit(0);
+}
+
+} // namespace ovelo

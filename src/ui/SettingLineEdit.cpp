@@ -1,0 +1,50 @@
+#include "ui/SettingLineEdit.h"
+
+#include "platform/Settings.h"
+#include "ui/Text.h"
+
+#include <utility>
+
+namespace ovelo {
+
+SettingLineEdit::SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome)
+    : settings_(settings)
+    , key_(std::move(key))
+    , check_(std::move(check))
+    , outcome_(std::move(outcome)) {
+    setObjectName(toQt(key_));
+    connect(this, &QLineEdit::editingFinished, this, &SettingLineEdit::commit);
+    settings_.changed().connect(sigc::mem_fun(*this, &SettingLineEdit::refresh));
+    setText(stored());
+}
+
+void SettingLineEdit::commit() {
+    const QString entered = text().trimmed();
+    if (entered == stored()) {
+        setText(entered);
+        return;
+    }
+    const std::optional<QString> refusal = check_(entered);
+    if (refusal) {
+        setText(stored());
+    } else {
+        settings_.setString(key_, fromQt(entered));
+    }
+    outcome_(refusal);
+}
+
+void SettingLineEdit::refresh() {
+    // What the user is typing is not taken away; leaving the line settles it.
+    if (hasFocus() && isModified()) {
+        return;
+    }
+    if (text() != stored()) {
+        setText(stored());
+    }
+}
+
+QString SettingLineEdit::stored() const {
+    return toQt(settings_.string(key_).value_or(""));
+}
+
+} // namespace ovelo
