@@ -1,0 +1,196 @@
+#include "viewer/TextMode.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+#include <variant>
+
+namespace ovelo {
+
+namespace {
+
+constexpr std::chrono::milliseconds kTurn{1000}; // of waiting for news
+
+std::string headerText(const FrameHeader& header) {
+    return fmt::format("{},{},{},{},{:d}", header.kind == BlockKind::Picture ? "Frame" : "Audio",
+                       header.frameID, header.length, header.timeStamp, header.reportNeeded);
+}
+
+std::string listNames(const DataSourceList& list) {
+    std::string names;
+    for (const DataSource& source : list.video) {
+        names += fmt::format("\n  {}", source.name);
+    }
+    return names.empty() ? " none" : names;
+}
+
+} // namespace
+
+TextMode::TextMode(ViewerArguments arguments, std::ostream& out, std::ostream& error, Ask ask)
+    : arguments_(std::move(arguments))
+    , out_(out)
+    , error_(error)
+    , ask_(std::move(ask))
+    , client_(arguments_.connection()) {
+    if (arguments_.save) {
+        files_.emplace(*arguments_.save, arguments_.frames.value_or(1));
+    }
+    client_.setDelay(arguments_.delay);
+    if (arguments_.frameRate) {
+        client_.setFrameRate(*arguments_.frameRate);
+    }
+}
+
+ViewerExit TextMode::run() {
+    if (const auto failure = client_.connect()) {
+        finish(ViewerExit::Failed, fmt::format("cannot connect to {}:{}: {}", arguments_.host,
+                                               arguments_.port, failure->text));
+    }
+    deadline_ = Clock::now() + arguments_.timeout;
+    while (!exit_) {
+        if (auto event = client_.next(turn())) {
+            std::visit([this](const auto& what) { handle(what); }, *event);
+        } else if (mayTimeOut() && Clock::now() >= deadline_) {
+            finish(ViewerExit::Failed, "no picture came within the time allowed");
+        }
+    }
+    return *exit_;
+}
+
+void TextMode::handle(const GreetingEvent& event) {
+    print(event.line);
+    if (!event.passwordNeeded) {
+        begin(true);
+    } else if (!arguments_.password) { // else the client has sent it already
+        providePassword();
+    }
+}
+
+void TextMode::providePassword() {
+    const auto password = ask_ ? ask_() : std::nullopt;
+    if (!password) {
+        finish(ViewerExit::Password, "the server asks for a password; give one with --password");
+    } else if (!client_.sendPassword(*password)) {
+        finish(ViewerExit::Password, "the password cannot be sent");
+    }
+    deadline_ = Clock::now() + arguments_.timeout;
+}
+
+void TextMode::handle(const AuthenticationEvent& event) {
+    print(event.line);
+    if (event.accepted) {
+        begin(false);
+    } else {
+        finish(ViewerExit::Password, "the server refuses the password");
+    }
+}
+
+/// The session is open: asks for what the user wants to see.
+///
+/// started  pictures come without asking; asking would end what another viewer plays back
+void TextMode::begin(bool started) {
+    for (const std::string& line : arguments_.send) {
+        if (!client_.sendLine(line)) {
+            finish(ViewerExit::Failed, fmt::format("cannot send the line \"{}\"", line));
+            return;
+        }
+    }
+    client_.getSources();
+    if (!arguments_.source && !started) {
+        client_.start();
+    }
+}
+
+void TextMode::handle(const TextEvent& event) {
+    print(event.line);
+    if (const auto list = DataSourceList::parse(event.line)) {
+        chooseSource(*list);
+    }
+}
+
+void TextMode::chooseSource(const DataSourceList& list) {
+    if (!arguments_.source || sourceChosen_) {
+        return;
+    }
+    sourceChosen_ = true;
+    if (list.findVideo(*arguments_.source) == nullptr) {
+        finish(ViewerExit::Failed, fmt::format("the server has no camera named \"{}\"; it has:{}",
+                                               *arguments_.source, listNames(list)));
+        return;
+    }
+    client_.start(list.choice(*arguments_.source));
+}
+
+void TextMode::handle(const ViewerBlock& block) {
+    print(headerText(block.header));
+    // A server without a password streams at once: before the chosen source is asked for, it shows
+    // another.
+    const bool wanted = !arguments_.source || sourceChosen_;
+    if (block.header.kind == BlockKind::Picture && wanted && !block.bytes.empty()) {
+        countPicture(block);
+    }
+}
+
+void TextMode::countPicture(const ViewerBlock& block) {
+    deadline_ = Clock::now() + arguments_.timeout;
+    ++pictures_;
+    if (files_) {
+        savePicture(block);
+    } else if (arguments_.frames && pictures_ >= *arguments_.frames) {
+        finish(ViewerExit::Done);
+    }
+}
+
+void TextMode::savePicture(const ViewerBlock& block) {
+    const auto name = files_->nextName();
+    if (const auto failure = files_->write(block.bytes)) {
+        finish(ViewerExit::Failed, failure->text);
+        return;
+    }
+    if (!arguments_.text) {
+        out_ << fmt::format("{}: {} bytes\n", name.string(), block.bytes.size()) << std::flush;
+    }
+    if (files_->complete()) {
+        finish(ViewerExit::Done);
+    }
+}
+
+void TextMode::handle(const LostEvent& event) {
+    finish(ViewerExit::Failed, fmt::format("connection to {}:{} lost: {}", arguments_.host,
+                                           arguments_.port, event.reason));
+}
+
+/// Text mode alone goes on as long as the server lives: a camera may be off for a while.
+bool TextMode::mayTimeOut() const {
+    return files_ || arguments_.frames || !client_.isOpen();
+}
+
+std::chrono::milliseconds TextMode::turn() const {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
+    return mayTimeOut() ? std::clamp(left, std::chrono::milliseconds(0), kTurn) : kTurn;
+}
+
+void TextMode::print(const std::string& line) {
+    if (!arguments_.text) {
+        return;
+    }
+    // What a server says must not be able to command the terminal.
+    std::string text = line;
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
+    out_ << text << '\n' << std::flush;
+}
+
+void TextMode::finish(ViewerExit exit, const std::string& problem) {
+    if (exit_) {
+        return; // the first reason counts
+    }
+    exit_ = exit;
+    if (!problem.empty()) {
+        error_ << "ovelo-viewer: " << problem << std::endl;
+    }
+}
+
+} // namespace ovelo

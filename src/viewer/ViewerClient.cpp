@@ -1,0 +1,230 @@
+#include "viewer/ViewerClient.h"
+
+#include "viewer/Polling.h"
+
+#include <fmt/format.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace ovelo {
+
+namespace {
+
+constexpr std::size_t kReadSize = 64 * 1024;
+constexpr std::size_t kShownLength = 60; // of a foreign greeting in an error text
+
+/// Printable characters only: what a foreign server says goes to a terminal.
+std::string shown(std::string_view line) {
+    std::string text(line.substr(0, kShownLength));
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return text;
+}
+
+} // namespace
+
+ViewerClient::ViewerClient(ViewerOptions options)
+    : received_(kReadSize)
+    , wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , options_(std::move(options))
+    , password_(options_.password) {
+}
+
+std::optional<Failure> ViewerClient::connect() {
+    close();
+    // Connected apart, so that the lock is not held while waiting.
+    TcpConnection connection;
+    auto failure =
+        connection.connect(options_.host, options_.port, options_.connectTimeout, wake_.get());
+    if (failure) {
+        drainWake();
+        return failure;
+    }
+    const auto now = Clock::now();
+    greetingDeadline_ = now + options_.connectTimeout;
+    const MutexLock lock(lock_);
+    connection_ = std::move(connection);
+    phase_ = Phase::Greeting;
+    lastSent_ = now;
+    return std::nullopt;
+}
+
+void ViewerClient::close() {
+    rest_ = {};
+    stream_ = {};
+    const MutexLock lock(lock_);
+    connection_.close();
+    phase_ = Phase::Closed;
+    outgoing_.clear();
+    writeFailure_.clear();
+}
+
+std::optional<ViewerEvent> ViewerClient::next(std::chrono::milliseconds timeout) {
+    const auto deadline = Clock::now() + timeout;
+    for (bool looked = false;; looked = true) {
+        if (auto event = takeReceived()) {
+            return event;
+        }
+        if (phase() == Phase::Closed || (looked && Clock::now() >= deadline)) {
+            return std::nullopt;
+        }
+        if (phase() == Phase::Greeting && Clock::now() >= greetingDeadline_) {
+            return lose("the server does not say anything");
+        }
+        keepAlive();
+        if (!await(std::min(deadline, nextDuty()))) {
+            return std::nullopt;
+        }
+        if (auto event = receive()) {
+            return event;
+        }
+    }
+}
+
+std::optional<ViewerEvent> ViewerClient::takeReceived() {
+    if (auto item = stream_.take(rest_)) {
+        return handle(std::move(*item));
+    }
+    if (!stream_.error().empty()) {
+        return lose(stream_.error());
+    }
+    return std::nullopt;
+}
+
+ViewerEvent ViewerClient::handle(ViewerStream::Item item) {
+    if (auto* line = std::get_if<std::string>(&item)) {
+        return handleLine(std::move(*line));
+    }
+    if (phase() == Phase::Greeting) {
+        return lose("this is not a viewer server: it sends a block instead of a greeting");
+    }
+    return std::get<ViewerBlock>(std::move(item));
+}
+
+ViewerEvent ViewerClient::handleLine(std::string line) {
+    if (phase() == Phase::Greeting) {
+        return handleGreeting(std::move(line));
+    }
+    if (line == "AUTH_OK" || line == "AUTH_FALLED") { // sic
+        return handleAuthentication(std::move(line));
+    }
+    return TextEvent{std::move(line)};
+}
+
+ViewerEvent ViewerClient::handleGreeting(std::string line) {
+    const bool passwordNeeded = line == "CONNECTED,PASS";
+    if (!passwordNeeded && line != "CONNECTED") {
+        return lose(fmt::format("this is not a viewer server: it says \"{}\"", shown(line)));
+    }
+    const MutexLock lock(lock_);
+    if (!passwordNeeded) {
+        openSessionLocked();
+        return GreetingEvent{std::move(line), false};
+    }
+    phase_ = Phase::Password;
+    if (!password_.empty()) {
+        sentPassword_ = password_;
+        sendLocked("Password," + password_);
+    }
+    return GreetingEvent{std::move(line), true};
+}
+
+ViewerEvent ViewerClient::handleAuthentication(std::string line) {
+    const bool accepted = line == "AUTH_OK";
+    const MutexLock lock(lock_);
+    if (accepted) {
+        password_ = sentPassword_;
+        openSessionLocked();
+    } else {
+        password_.clear();
+    }
+    return AuthenticationEvent{std::move(line), accepted};
+}
+
+std::optional<ViewerEvent> ViewerClient::receive() {
+    const auto count = connection_.read(received_);
+    if (count && count.value() > 0) {
+        rest_ = std::span(received_).first(count.value());
+        return std::nullopt;
+    }
+    std::string reason = writeFailure(); // if any, it came first
+    if (reason.empty() && !count) {
+        reason = count.error();
+    }
+    return reason.empty() ? std::nullopt : std::optional(lose(reason));
+}
+
+ViewerEvent ViewerClient::lose(const std::string& reason) {
+    LostEvent event{reason}; // first: `reason` may belong to what close() clears
+    close();
+    return event;
+}
+
+ViewerClient::Clock::time_point ViewerClient::nextDuty() const {
+    const MutexLock lock(lock_);
+    if (!writeFailure_.empty()) {
+        return Clock::time_point{}; // nothing more is waited for, only what is there is read
+    }
+    const auto hello = lastSent_ + options_.keepAlive;
+    return phase_ == Phase::Greeting ? std::min(hello, greetingDeadline_) : hello;
+}
+
+/// return  false when interrupted
+bool ViewerClient::await(Clock::time_point deadline) {
+    short events = POLLIN;
+    {
+        const MutexLock lock(lock_);
+        if (!outgoing_.empty()) {
+            events |= POLLOUT;
+        }
+    }
+    std::array<pollfd, 2> waiting{pollfd{connection_.fd(), events, 0},
+                                  pollfd{wake_.get(), POLLIN, 0}};
+    pollFor(waiting, deadline - Clock::now());
+    if ((waiting[0].revents & POLLOUT) != 0) {
+        const MutexLock lock(lock_);
+        flushLocked();
+    }
+    if (waiting[1].revents != 0) {
+        drainWake();
+        return false;
+    }
+    return true;
+}
+
+void ViewerClient::keepAlive() {
+    const MutexLock lock(lock_);
+    // While lines still wait to be sent, one more would not arrive any sooner.
+    if (outgoing_.empty() && Clock::now() >= lastSent_ + options_.keepAlive) {
+        lastSent_ = Clock::now(); // also when it cannot be sent: else next() would spin
+        sendLocked("Hello,");
+    }
+}
+
+void ViewerClient::interrupt() {
+    ::eventfd_write(wake_.get(), 1);
+}
+
+void ViewerClient::drainWake() {
+    eventfd_t count = 0;
+    ::eventfd_read(wake_.get(), &count);
+}
+
+bool ViewerClient::isOpen() const {
+    return phase() == Phase::Open;
+}
+
+std::string ViewerClient::writeFailure() const {
+    const MutexLock lock(lock_);
+    return writeFailure_;
+}
+
+ViewerClient::Phase ViewerClient::phase() const {
+    const MutexLock lock(lock_);
+    return phase_;
+}
+
+} // namespace ovelo

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "platform/FileDescriptor.h"
+#include "platform/Mutex.h"
+#include "platform/Result.h"
+#include "viewer/TcpConnection.h"
+#include "viewer/ViewerEvent.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ovelo {
+
+inline constexpr std::uint16_t kViewerPort = 1726;
+
+/// Where a viewer connects, and how.
+struct ViewerOptions {
+    std::string host;
+    std::uint16_t port = kViewerPort;
+    std::string password; // sent when the server asks for one; empty: left to sendPassword()
+    std::chrono::milliseconds connectTimeout{
+        5000};                                 // for the connection, and again for the greeting
+    std::chrono::milliseconds keepAlive{3000}; // of silence, then a Hello is sent
+};
+
+/// One viewer of one server, over TCP.
+///
+/// Answers the greeting with the password when it has one, and sets the delay and the frame rate as
+/// soon as the session is open, so that they hold from the first picture on. Keep-alives are sent
+/// while next() runs.
+///
+/// thread  connect(), next() and close() belong to one thread; everything else may be called from
+/// any
+class ViewerClient {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit ViewerClient(ViewerOptions options);
+
+    /// Connects, waiting at most as long as the options say; ends an earlier connection.
+    ///
+    /// return  none when connected, else why not
+    [[nodiscard]] std::optional<Failure> connect();
+
+    /// The next thing the server said.
+    ///
+    /// return  none after `timeout`, after interrupt(), or when there is no connection
+    [[nodiscard]] std::optional<ViewerEvent> next(std::chrono::milliseconds timeout);
+
+    void close();
+
+    /// Makes a running or the next connect() or next() return at once.
+    void interrupt();
+
+    /// True when the server has let us in.
+    [[nodiscard]] bool isOpen() const;
+
+    /// Seconds by which the server holds pictures back; 0 or less: none at all. Kept for later
+    /// connections.
+    void setDelay(double seconds);
+
+    /// Pictures a second, 5 to 20. Kept for later connections.
+    void setFrameRate(double picturesPerSecond);
+
+    // Commands. They return false when there is no connection, or when the text cannot be sent as a
+    // line.
+    bool
+    sendPassword(const std::string& password); ///< kept for later connections unless it is refused
+    bool hello();
+    bool getSources(std::string_view codec = {});
+    bool start(std::string_view source = {}); ///< "video name|audio name"; empty: as selected
+    bool stop();
+    bool setNightVision(bool on);
+    bool configureWebcam(std::string_view operation); ///< RC, RCC, FV, FH, SD or ST
+    bool configureMotion(std::string_view sense, bool email, bool record,
+                         std::optional<bool> push = {});
+    bool registerDevice(std::string_view token); ///< for push notifications
+
+    /// Sends any line; `line` is without a line feed.
+    ///
+    /// return  also false when it holds a line feed or a zero byte or is longer than servers accept
+    bool sendLine(std::string_view line);
+
+private:
+    enum class Phase { Closed, Greeting, Password, Open };
+
+    std::optional<ViewerEvent> takeReceived();
+    ViewerEvent handle(ViewerStream::Item item);
+    ViewerEvent handleLine(std::string line);
+    ViewerEvent handleGreeting(std::string line);
+    ViewerEvent handleAuthentication(std::string line);
+    std::optional<ViewerEvent> receive();
+    ViewerEvent lose(const std::string& reason);
+    [[nodiscard]] Clock::time_point nextDuty() const OVELO_EXCLUDES(lock_);
+    bool await(Clock::time_point deadline);
+    void keepAlive();
+    void drainWake();
+    [[nodiscard]] Phase phase() const;
+    [[nodiscard]] std::string writeFailure() const;
+    void openSessionLocked() OVELO_REQUIRES(lock_);
+    void sendDelayLocked() OVELO_REQUIRES(lock_);
+    void sendFrameRateLocked() OVELO_REQUIRES(lock_);
+    bool sendLocked(std::string_view line) OVELO_REQUIRES(lock_);
+    void flushLocked() OVELO_REQUIRES(lock_);
+
+    // Of the thread that calls next().
+    std::vector<std::uint8_t> received_;
+    std::span<const std::uint8_t> rest_; // of received_
+    ViewerStream stream_;
+    Clock::time_point greetingDeadline_;
+
+    FileDescriptor wake_; // readable: return from waiting
+    mutable Mutex lock_{LockRank::Transport};
+    ViewerOptions options_;    // all but the password never change
+    TcpConnection connection_; // opened, read and closed by next()'s thread; written to under lock_
+    Phase phase_ OVELO_GUARDED_BY(lock_) = Phase::Closed;
+    std::string password_ OVELO_GUARDED_BY(lock_);
+    std::string sentPassword_ OVELO_GUARDED_BY(lock_);
+    std::string outgoing_ OVELO_GUARDED_BY(lock_); // what the system did not take yet
+    std::string writeFailure_ OVELO_GUARDED_BY(lock_);
+    Clock::time_point lastSent_ OVELO_GUARDED_BY(lock_);
+    double delay_ OVELO_GUARDED_BY(lock_) = 0;
+    std::optional<double> frameRate_ OVELO_GUARDED_BY(lock_);
+};
+
+} // namespace ovelo

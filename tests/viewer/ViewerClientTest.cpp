@@ -1,0 +1,451 @@
+#include "viewer/ViewerClient.h"
+
+#include "viewer/ScriptedServer.h"
+
+#include <gtest/gtest.h>
+#include <locale.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace ovelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ViewerClientTest : public testing::Test {
+protected:
+    ViewerOptions options() {
+        ViewerOptions result;
+        result.host = "127.0.0.1";
+        result.port = server_.port();
+        return result;
+    }
+
+    /// Connects and lets the server greet.
+    void meet(ViewerClient& client, std::string_view greeting) {
+        const auto failure = client.connect();
+        ASSERT_FALSE(failure) << failure->text;
+        ASSERT_TRUE(server_.accept());
+        server_.say(greeting);
+        ASSERT_TRUE(nextOf<GreetingEvent>(client));
+    }
+
+    /// The next event when it is of this kind, else none.
+    template <typename Event>
+    static std::optional<Event> nextOf(ViewerClient& client) {
+        auto event = client.next(5s);
+        if (!event || !std::holds_alternative<Event>(*event)) {
+            return std::nullopt;
+        }
+        return std::get<Event>(std::move(*event));
+    }
+
+    ScriptedServer server_;
+};
+
+TEST_F(ViewerClientTest, IsLetInByAServerWithoutPassword) {
+    ViewerClient client(options());
+    ASSERT_FALSE(client.connect());
+    ASSERT_TRUE(server_.accept());
+    server_.say("CONNECTED\nVERSION,1.000000,Low,0,0,0\n");
+
+    const auto greeting = nextOf<GreetingEvent>(client);
+    ASSERT_TRUE(greeting);
+    EXPECT_FALSE(greeting->passwordNeeded);
+    EXPECT_TRUE(client.isOpen());
+    const auto version = nextOf<TextEvent>(client);
+    ASSERT_TRUE(version);
+    EXPECT_EQ(version->line, "VERSION,1.000000,Low,0,0,0");
+}
+
+TEST_F(ViewerClientTest, SendsThePasswordWhenAsked) {
+    auto given = options();
+    given.password = "open, sesame";
+    ViewerClient client(given);
+    meet(client, "CONNECTED,PASS\n");
+
+    EXPECT_EQ(server_.hear(), "Password,open, sesame");
+    EXPECT_FALSE(client.isOpen());
+    server_.say("AUTH_OK\n");
+    const auto answer = nextOf<AuthenticationEvent>(client);
+    ASSERT_TRUE(answer);
+    EXPECT_TRUE(answer->accepted);
+    EXPECT_TRUE(client.isOpen());
+}
+
+TEST_F(ViewerClientTest, TellsAboutAWrongPasswordAndTakesAnother) {
+    auto given = options();
+    given.password = "wrong";
+    ViewerClient client(given);
+    meet(client, "CONNECTED,PASS\n");
+    EXPECT_EQ(server_.hear(), "Password,wrong");
+    server_.say("AUTH_FALLED\n");
+
+    const auto refusal = nextOf<AuthenticationEvent>(client);
+    ASSERT_TRUE(refusal);
+    EXPECT_FALSE(refusal->accepted);
+    EXPECT_FALSE(client.isOpen());
+
+    ASSERT_TRUE(client.sendPassword("right"));
+    EXPECT_EQ(server_.hear(), "Password,right");
+    server_.say("AUTH_OK\n");
+    const auto answer = nextOf<AuthenticationEvent>(client);
+    ASSERT_TRUE(answer);
+    EXPECT_TRUE(answer->accepted);
+}
+
+TEST_F(ViewerClientTest, SendsTheAcceptedPasswordAgainOnTheNextConnection) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED,PASS\n");
+    ASSERT_TRUE(client.sendPassword("right"));
+    server_.say("AUTH_OK\n");
+    ASSERT_TRUE(nextOf<AuthenticationEvent>(client));
+
+    meet(client, "CONNECTED,PASS\n");
+
+    EXPECT_EQ(server_.hear(), "Password,right");
+}
+
+TEST_F(ViewerClientTest, DoesNotSendARefusedPasswordAgain) {
+    auto given = options();
+    given.password = "wrong";
+    given.keepAlive = 10ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED,PASS\n");
+    server_.say("AUTH_FALLED\n");
+    ASSERT_TRUE(nextOf<AuthenticationEvent>(client));
+
+    meet(client, "CONNECTED,PASS\n");
+
+    EXPECT_FALSE(client.next(30ms));
+    EXPECT_EQ(server_.hear(), "Hello,");
+}
+
+TEST_F(ViewerClientTest, EmptiesTheServersQueueBeforeAnythingElse) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    client.start();
+
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+    EXPECT_EQ(server_.hear(), "Start,");
+}
+
+TEST_F(ViewerClientTest, SetsDelayAndRateAfterThePasswordIsAccepted) {
+    auto given = options();
+    given.password = "p";
+    ViewerClient client(given);
+    client.setDelay(2);
+    client.setFrameRate(14);
+    meet(client, "CONNECTED,PASS\n");
+    server_.say("AUTH_OK\n");
+    ASSERT_TRUE(nextOf<AuthenticationEvent>(client));
+
+    EXPECT_EQ(server_.hear(), "Password,p");
+    EXPECT_EQ(server_.hear(), "Sync,0.5");
+    EXPECT_EQ(server_.hear(), "FrameRate,0.6");
+}
+
+TEST_F(ViewerClientTest, ChangesDelayAndRateOfAnOpenSession) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+
+    client.setDelay(4);
+    client.setFrameRate(5);
+    client.setFrameRate(100);
+    client.setDelay(0);
+
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+    EXPECT_EQ(server_.hear(), "Sync,1");
+    EXPECT_EQ(server_.hear(), "FrameRate,0");
+    EXPECT_EQ(server_.hear(), "FrameRate,1");
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+}
+
+TEST_F(ViewerClientTest, WritesNumbersWithAPointInEveryLocale) {
+    const char* found = setlocale(LC_ALL, "de_DE.UTF-8");
+    ViewerClient client(options());
+    client.setDelay(1);
+    meet(client, "CONNECTED\n");
+
+    EXPECT_EQ(server_.hear(), "Sync,0.25");
+    if (found != nullptr) {
+        setlocale(LC_ALL, "C");
+    }
+}
+
+TEST_F(ViewerClientTest, SendsEveryCommandInItsForm) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.hear(); // Sync
+
+    client.hello();
+    client.getSources();
+    client.getSources("AAC");
+    client.start("Camera A|Mic");
+    client.stop();
+    client.setNightVision(true);
+    client.setNightVision(false);
+    client.configureWebcam("RCC");
+    client.configureMotion("High", true, false);
+    client.configureMotion("Low", false, true, true);
+    client.registerDevice("abc");
+    client.sendLine("GetRecorded,");
+
+    for (const char* expected :
+         {"Hello,", "GetSources,", "GetSources,AAC", "Start,Camera A|Mic", "Stop,", "NightVision,1",
+          "NightVision,0", "WebcamConfig,RCC", "MotionConfig,High,1,0", "MotionConfig,Low,0,1,1",
+          "APNS,abc", "GetRecorded,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+}
+
+TEST_F(ViewerClientTest, RefusesWhatCannotBeSentAsALine) {
+    ViewerClient client(options());
+    EXPECT_FALSE(client.sendLine("Hello,")); // not connected
+    meet(client, "CONNECTED\n");
+    server_.hear(); // Sync
+
+    EXPECT_FALSE(client.sendLine("Hello,\nStop,"));
+    EXPECT_FALSE(client.sendLine(std::string_view("a\0b", 3)));
+    EXPECT_FALSE(client.sendLine("Start," + std::string(2042, 'x')));
+    EXPECT_TRUE(client.sendLine("Start," + std::string(2041, 'x')));
+    EXPECT_EQ(server_.hear(), "Start," + std::string(2041, 'x'));
+}
+
+TEST_F(ViewerClientTest, SaysHelloByItselfWhenItIsSilent) {
+    auto given = options();
+    given.keepAlive = 5ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+
+    EXPECT_FALSE(client.next(40ms));
+
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+    EXPECT_EQ(server_.hear(), "Hello,");
+    EXPECT_EQ(server_.hear(), "Hello,");
+}
+
+TEST_F(ViewerClientTest, KeepsAliveOftenEnoughByDefault) {
+    EXPECT_LE(ViewerOptions{}.keepAlive, 4s);
+}
+
+TEST_F(ViewerClientTest, DeliversPicturesAndSoundWithTheirHeaders) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.say("Frame,7,3,1706745599,0\nabcAudio,2,4,5,1\n\n\n\n\nPLAYBACK_DONE\n");
+
+    const auto picture = nextOf<ViewerBlock>(client);
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->header, (FrameHeader{BlockKind::Picture, 7, 3, 1706745599, false}));
+    EXPECT_EQ(picture->bytes, (Bytes{'a', 'b', 'c'}));
+    const auto sound = nextOf<ViewerBlock>(client);
+    ASSERT_TRUE(sound);
+    EXPECT_EQ(sound->header, (FrameHeader{BlockKind::Sound, 2, 4, 5, true}));
+    EXPECT_EQ(sound->bytes.size(), 4U);
+    const auto done = nextOf<TextEvent>(client);
+    ASSERT_TRUE(done);
+    EXPECT_EQ(done->line, "PLAYBACK_DONE");
+}
+
+TEST_F(ViewerClientTest, DeliversAnEmptyPicture) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.say("Frame,7,0,1,0\n");
+
+    const auto picture = nextOf<ViewerBlock>(client);
+
+    ASSERT_TRUE(picture);
+    EXPECT_TRUE(picture->bytes.empty());
+}
+
+TEST_F(ViewerClientTest, PutsAPictureTogetherWhereverItWasSplit) {
+    const std::string text = "Frame,1,6,9,0\n\nFrameX\n";
+    for (std::size_t split = 1; split < text.size(); ++split) {
+        ViewerClient client(options());
+        meet(client, "CONNECTED\n");
+        server_.say(std::string_view(text).substr(0, split));
+        const bool complete = split >= text.size() - 2;
+        EXPECT_EQ(client.next(0ms).has_value(), complete) << "split at " << split;
+        server_.say(std::string_view(text).substr(split));
+        if (!complete) {
+            const auto picture = nextOf<ViewerBlock>(client);
+            ASSERT_TRUE(picture) << "split at " << split;
+            EXPECT_EQ(picture->bytes.size(), 6U);
+        }
+        const auto line = nextOf<TextEvent>(client);
+        ASSERT_TRUE(line) << "split at " << split;
+    }
+}
+
+TEST_F(ViewerClientTest, ReceivesAPictureOfManyReads) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    const std::string body(3 * 1024 * 1024, 'z');
+    std::thread sender([&] {
+        server_.say("Frame,1,3145728,9,0\n");
+        server_.say(body);
+    });
+
+    const auto picture = nextOf<ViewerBlock>(client);
+    sender.join();
+
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->bytes.size(), body.size());
+}
+
+TEST_F(ViewerClientTest, TellsThatTheServerClosedAfterEverythingItSaid) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.hear(); // Sync, so that closing is orderly
+    server_.say("last words\n");
+    server_.hangUp();
+
+    const auto text = nextOf<TextEvent>(client);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->line, "last words");
+    const auto lost = nextOf<LostEvent>(client);
+    ASSERT_TRUE(lost);
+    EXPECT_FALSE(lost->reason.empty());
+    EXPECT_FALSE(client.next(0ms));
+    EXPECT_FALSE(client.sendLine("Hello,"));
+}
+
+TEST_F(ViewerClientTest, GivesUpAPictureThatIsCutShort) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.hear(); // Sync
+    server_.say("Frame,1,1000,9,0\nabc");
+    server_.hangUp();
+
+    EXPECT_TRUE(nextOf<LostEvent>(client));
+}
+
+TEST_F(ViewerClientTest, TellsThatTheConnectionBroke) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.reset();
+
+    EXPECT_TRUE(nextOf<LostEvent>(client));
+}
+
+TEST_F(ViewerClientTest, BeginsAfreshOnTheNextConnection) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.say("Frame,1,1000,9,0\nabc");
+    EXPECT_FALSE(client.next(20ms));
+
+    meet(client, "CONNECTED\n");
+    server_.say("VERSION\n");
+
+    EXPECT_TRUE(nextOf<TextEvent>(client));
+}
+
+class ForeignServerTest : public ViewerClientTest,
+                          public testing::WithParamInterface<const char*> {};
+
+TEST_P(ForeignServerTest, IsLeftWithAReason) {
+    ViewerClient client(options());
+    ASSERT_FALSE(client.connect());
+    ASSERT_TRUE(server_.accept());
+    server_.say(GetParam());
+
+    const auto lost = nextOf<LostEvent>(client);
+
+    ASSERT_TRUE(lost);
+    EXPECT_NE(lost->reason.find("not a viewer server"), std::string::npos);
+    for (const char c : lost->reason) {
+        EXPECT_TRUE(c >= ' ' && c <= '~');
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Greetings, ForeignServerTest,
+                         testing::Values("SSH-2.0-x\r\n", "HTTP/1.1 400 Bad Request\r\n\r\n", "\n",
+                                         "\x1b[2J\xff\xfe\n", "connected\n", "CONNECTED,PASS2\n",
+                                         "Frame,0,1,1,0\nx"));
+
+TEST_F(ViewerClientTest, LeavesAServerThatClaimsAHugePicture) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    server_.say("Frame,1,4000000000,9,0\n");
+
+    const auto lost = nextOf<LostEvent>(client);
+
+    ASSERT_TRUE(lost);
+    EXPECT_NE(lost->reason.find("4000000000"), std::string::npos);
+}
+
+TEST_F(ViewerClientTest, LeavesAServerThatNeverEndsItsLine) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    std::thread sender([&] {
+        try {
+            server_.say(std::string(2 * 1024 * 1024, 'x'));
+        } catch (const std::exception&) {
+            // The client has hung up, as it should.
+        }
+    });
+
+    EXPECT_TRUE(nextOf<LostEvent>(client));
+    sender.join();
+}
+
+TEST_F(ViewerClientTest, LeavesAServerThatDoesNotGreet) {
+    auto given = options();
+    given.connectTimeout = 20ms;
+    ViewerClient client(given);
+    ASSERT_FALSE(client.connect());
+
+    const auto lost = nextOf<LostEvent>(client);
+
+    ASSERT_TRUE(lost);
+    EXPECT_EQ(lost->reason, "the server does not say anything");
+}
+
+TEST_F(ViewerClientTest, SaysWhyItCannotConnect) {
+    std::uint16_t closedPort = 0;
+    {
+        const ScriptedServer gone;
+        closedPort = gone.port();
+    }
+    auto given = options();
+    given.port = closedPort;
+    ViewerClient client(given);
+
+    const auto failure = client.connect();
+
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->text, "Connection refused");
+    EXPECT_FALSE(client.next(0ms));
+}
+
+TEST_F(ViewerClientTest, ReturnsFromWaitingWhenInterrupted) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    const auto begin = std::chrono::steady_clock::now();
+
+    std::thread other([&] { client.interrupt(); });
+    EXPECT_FALSE(client.next(10s));
+    other.join();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+}
+
+TEST_F(ViewerClientTest, LeavesAServerThatTakesNoCommands) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+    const std::string line = "Start," + std::string(2000, 'x');
+
+    int sent = 0;
+    while (client.sendLine(line)) {
+        ASSERT_LT(++sent, 100000);
+    }
+
+    const auto lost = nextOf<LostEvent>(client);
+    ASSERT_TRUE(lost);
+    EXPECT_EQ(lost->reason, "the server does not take our commands");
+}
+
+} // namespace
+} // namespace ovelo
