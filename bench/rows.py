@@ -1,0 +1,278 @@
+"""The rows of the bench: each measures one promise and says whether it holds."""
+
+import dataclasses
+import json
+import os
+import statistics
+import subprocess
+import time
+
+import harness
+from harness import UNPACED, floor, ovelo
+
+
+@dataclasses.dataclass
+class Figure:
+    what: str
+    goal: str
+    measured: str
+    holds: bool | None  # None: said for the record, nothing is promised
+
+    @staticmethod
+    def at_most(what, value, limit, unit, digits=1):
+        return Figure(what, f"<= {limit} {unit}", f"{value:.{digits}f} {unit}", value <= limit)
+
+    @staticmethod
+    def at_least(what, value, limit, unit, digits=2):
+        return Figure(what, f">= {limit} {unit}", f"{value:.{digits}f} {unit}", value >= limit)
+
+    @staticmethod
+    def none(what, value):
+        return Figure(what, "none", str(value), value == 0)
+
+    @staticmethod
+    def note(what, measured):
+        return Figure(what, "", measured, None)
+
+
+def trouble(run):
+    """Everything that must not happen to a viewer that reads."""
+    return run["broken"] + run["dropped_live"] + run["starved"] + run["protocol_errors"]
+
+
+def noise(run):
+    """A remark when the machine was too busy for the figures to be the server's own."""
+    if run["loadgen_pct"] > 85:
+        return [Figure.note("** the viewers had no CPU left", f"{run['loadgen_pct']:.0f} % of a core")]
+    if run["others_pct"] > 30:
+        return [Figure.note("** others kept the machine busy", f"{run['others_pct']:.0f} % of a core")]
+    return []
+
+
+# ---- Cost
+
+
+def cpu_per_picture(server, label, clients, seconds, repeats, fps=20):
+    """Microseconds of CPU per captured picture, the least of several runs, for the rest of the machine only adds."""
+    costs = []
+    for _ in range(repeats):
+        run = server.view(label, clients, seconds, rate=UNPACED)
+        costs.append(run["cpu_s"] * 1e6 / (run["seconds"] * fps))
+    return min(costs)
+
+
+def slope(quick):
+    seconds, repeats = (4, 1) if quick else (10, 3)
+    us = {}
+    for start in (ovelo, floor):
+        with start(fps=20) as server:
+            few = cpu_per_picture(server, "slope, 100 viewers", 100, seconds, repeats)
+            many = cpu_per_picture(server, "slope, 1000 viewers", 1000, seconds, repeats)
+            us[server.name] = (many - few) / 900
+    return [
+        Figure.note("CPU per picture and further viewer, floor", f"{us['floor']:.2f} us"),
+        Figure.note("CPU per picture and further viewer, Ovelo", f"{us['ovelo']:.2f} us"),
+        Figure.at_most("Ovelo against the floor, 100 to 1000 viewers", us["ovelo"] / us["floor"], 1.5, "x", 2),
+    ]
+
+
+def one(quick):
+    seconds, repeats = (5, 1) if quick else (10, 3)
+    bare = harness.encoding_us()
+    with ovelo(fps=20) as server:
+        without = cpu_per_picture(server, "one, no viewer", 0, seconds, repeats)
+        watched = cpu_per_picture(server, "one, one viewer", 1, seconds, repeats)
+    return [
+        Figure.note("bare JPEG encoding", f"{bare:.0f} us"),
+        Figure.note("captured picture with no viewer", f"{without:.0f} us"),
+        Figure.at_most("first viewer, per captured picture, in bare encodings", (watched - without) / bare, 2, "x", 2),
+    ]
+
+
+def idle(quick):
+    seconds = 10 if quick else 30
+    with ovelo(demo=True) as server:
+        offscreen = server.view("idle, offscreen", 0, seconds)["cpu_pct"]
+    with harness.screen() as env, ovelo(demo=True, env=env) as server:
+        shown = server.view("idle, on a screen", 0, seconds)["cpu_pct"]
+    return [
+        Figure.at_most("no viewer, Demo Camera, offscreen", offscreen, 0.8, "% of a core", 2),
+        Figure.at_most("no viewer, Demo Camera, window on a screen", shown, 0.8, "% of a core", 2),
+    ]
+
+
+def memory(quick):
+    seconds = 4 if quick else 10
+    with ovelo(fps=20) as server:
+        bare = server.idle["rss_mb"]
+        direct = server.view("memory, no delay", 1000, seconds, rate=UNPACED)["rss_mb"]
+    with ovelo(fps=20) as server:
+        delayed = server.view("memory, default delay", 1000, seconds, rate=UNPACED, sync="", settle=3)["rss_mb"]
+    return [
+        Figure.at_most("resident, idle", bare, 60, "MB"),
+        Figure.at_most("resident, 1000 viewers", direct, 100, "MB"),
+        Figure.at_most("more at the default delay of two seconds", delayed - direct, 10, "MB"),
+    ]
+
+
+# ---- Throughput
+
+
+def crowd(fps, clients, seconds, least, most):
+    with ovelo(fps=fps) as server:
+        run = server.view(f"{clients} viewers", clients, seconds, rate=UNPACED, warmup=30)
+    return [
+        Figure.at_least(f"slowest of {clients} viewers at {fps}/s", run["fps_min"], least, "pictures/s"),
+        Figure.at_most("CPU", run["cpu_pct"], most, "% of a core"),
+        Figure.none("pictures broken, viewers lost or starved", trouble(run)),
+        *noise(run),
+    ]
+
+
+def thousand(quick):
+    return crowd(20, 1000, 10 if quick else 60, 19.5, 20)
+
+
+def fourthousand(quick):
+    return crowd(14, 4000, 10 if quick else 30, 13.5, 50)
+
+
+# ---- Latency
+
+
+def latency(quick):
+    seconds = 5 if quick else 15
+    figures = []
+    # Below the pace of FrameRate 1, so that no picture is held back for pacing.
+    with ovelo(fps=15) as server:
+        for clients, key, name, limit in ((1, "latency_p50", "median", 2), (100, "latency_p99", "p99", 8),
+                                          (1000, "latency_p99", "p99", 30)):
+            run = server.view(f"latency, {clients}", clients, seconds, sync=0, rate=1, latency=True)
+            figures.append(Figure.at_most(f"camera to viewer, {clients} viewers, {name}", run[key], limit, "ms", 2))
+            figures += noise(run)
+    return figures
+
+
+def answers(quick):
+    with ovelo(fps=20) as server:
+        run = server.view("answers", 100, 5 if quick else 20, rate=UNPACED, rtt=50)
+    return [
+        Figure.note("GetSources asked while 100 watch", f"{run['answers']} times"),
+        Figure.at_most("answer, p99", run["answer_p99"], 5, "ms", 2),
+        *noise(run),
+    ]
+
+
+def slow(quick):
+    """What viewers that stop reading or crawl do to the others: nothing beyond a millisecond."""
+    seconds = 6 if quick else 20
+    figures = []
+    with ovelo(fps=20) as server:
+        plain = server.view("slow, none", 100, seconds, rate=UNPACED, latency=True, settle=5)
+        figures.append(Figure.note("without any: slowest, gap p99, latency p99", summary(plain)))
+        for name, options in (("5 of 100 stalled", {"slow": 5}),
+                              ("5 of 100 crawl at 2000 B/s", {"slow": 5, "slow_rate": 2000}),
+                              ("50 of 100 stalled", {"slow": 50})):
+            run = server.view("slow, " + name, 100, seconds, rate=UNPACED, latency=True, **options)
+            holds = (run["fps_min"] >= 0.99 * plain["fps_min"] and run["gap_p99"] <= plain["gap_p99"] + 1
+                     and run["latency_p99"] <= plain["latency_p99"] + 1 and trouble(run) == 0)
+            figures.append(Figure(name + ", the others", "within 1 % and 1 ms", summary(run), holds))
+            figures += noise(run)
+    return figures
+
+
+def summary(run):
+    return f"{run['fps_min']:.2f}/s, {run['gap_p99']:.1f} ms, {run['latency_p99']:.2f} ms"
+
+
+# ---- Coming and going
+
+
+def start(quick):
+    del quick  # ten starts take seconds
+    harness.FirstPicture().run()  # warm: files in the page cache, plugins registered
+    times = [harness.FirstPicture().run() for _ in range(10)]
+    return [
+        Figure.at_most("start to the first viewer accepted, median of 10", statistics.median(t[0] for t in times), 80, "ms"),
+        Figure.at_most("start to its first picture, median of 10", statistics.median(t[1] for t in times), 400, "ms"),
+    ]
+
+
+def rush(quick):
+    seconds = 4 if quick else 10
+    with ovelo(fps=20) as server:
+        short = server.view("rush, backlog 5", 500, seconds, rate=UNPACED, outstanding=500, warmup=20)
+    with ovelo(fps=20, listenBacklog=512) as server:
+        long = server.view("rush, backlog 512", 500, seconds, rate=UNPACED, outstanding=500, warmup=20)
+    return [
+        Figure.none("500 at once, backlog 5: viewers without any picture", short["starved"] + 500 - short["streaming"]),
+        Figure.at_most("connect to first picture, the slowest", short["first_max"] / 1000, 2, "s", 2),
+        Figure.at_most("500 at once, backlog 512: connect, p99", long["connect_p99"], 60, "ms"),
+        Figure.none("viewers without any picture", long["starved"] + 500 - long["streaming"]),
+    ]
+
+
+def churn(quick):
+    seconds = 30 if quick else 600
+    with ovelo(fps=20) as server:
+        # Once before, so that what is made for the first hundred and kept does not look like growth.
+        server.view("churn, warm", 100, 5, rate=UNPACED, churn=20)
+        before = server.figures()
+        with harness.running(server.command("churn", 100, seconds, rate=UNPACED, churn=20), log="loadgen.log") as load:
+            time.sleep(max(5, seconds / 20))
+            early = typical(server)
+            while load.poll() is None:
+                late = typical(server)
+        server.settle()
+        time.sleep(1)
+        after = server.figures()
+        run = harness.last_raw()
+    return [
+        Figure.note("visits beside 80 that stay", f"{run['visits']} in {seconds} s"),
+        Figure.at_most("memory, end against beginning", late["rss_mb"] - early["rss_mb"], 2, "MB more", 2),
+        Figure.at_most("threads after the last, against before the first", after["threads"] - before["threads"], 0, "more", 0),
+        Figure.at_most("descriptors after the last, against before the first", after["fds"] - before["fds"], 0, "more", 0),
+        Figure.none("pictures broken, stayers lost or starved", trouble(run)),
+    ]
+
+
+def typical(server):
+    """The medians of a second, for every visit moves them."""
+    samples = []
+    for _ in range(20):
+        samples.append(server.figures())
+        time.sleep(0.05)
+    return {key: statistics.median(s[key] for s in samples) for key in samples[0]}
+
+
+# ---- The pipeline alone
+
+
+def pipeline(quick):
+    program = os.path.join(harness.BUILD, "bin", "ovelo-pipeline-bench")
+    if not os.path.exists(program):
+        raise harness.BenchError("ovelo-pipeline-bench is not built")
+    command = [program, "--benchmark_format=json", f"--benchmark_min_time={0.2 if quick else 1}"]
+    done = subprocess.run(command, capture_output=True, check=True, env={**os.environ, "QT_QPA_PLATFORM": "offscreen"})
+    with open(os.path.join(harness.OUT, "pipeline.json"), "wb") as file:
+        file.write(done.stdout)
+    scale = {"ns": 1e-3, "us": 1, "ms": 1e3}
+    return [Figure.note(b["name"], f"{b['cpu_time'] * scale[b['time_unit']]:.1f} us")
+            for b in json.loads(done.stdout)["benchmarks"]]
+
+
+ROWS = {
+    "slope": slope,
+    "one": one,
+    "thousand": thousand,
+    "fourthousand": fourthousand,
+    "latency": latency,
+    "slow": slow,
+    "memory": memory,
+    "idle": idle,
+    "start": start,
+    "rush": rush,
+    "churn": churn,
+    "answers": answers,
+    "pipeline": pipeline,
+}
