@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/GstOrigin.h"
+#include "platform/GstTypes.h"
+#include "platform/Result.h"
+
+namespace ovelo {
+
+/// Names of the elements at both ends of what every video pipeline has behind its source.
+inline constexpr const char* kGstHeadName = "ovelo-head";         // takes raw video of any shape
+inline constexpr const char* kGstPicturesName = "ovelo-pictures"; // the appsink: 320 x 240 RGBA
+
+/// Puts a pipeline together that brings an origin's video to an appsink; nothing of it runs yet.
+///
+/// errors  in the library's words
+[[nodiscard]] Result<std::shared_ptr<GstElement>> buildVideoPipeline(const GstOrigin& origin);
+
+} // namespace ovelo

@@ -1,0 +1,116 @@
+#include "platform/GstVideoDevice.h"
+
+#include "platform/MainThread.h"
+
+#include <utility>
+
+namespace ovelo {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Any source but a dead network peer lets go within a few milliseconds. Hardware is waited for,
+// because the next one to open it needs it free.
+constexpr auto kStopPatience = 100ms;
+constexpr auto kHardwareStopPatience = 2000ms;
+
+} // namespace
+
+std::shared_ptr<GstVideoDevice> GstVideoDevice::make(Traits traits, Services services) {
+    return std::shared_ptr<GstVideoDevice>(
+        new GstVideoDevice(std::move(traits), std::move(services)));
+}
+
+GstVideoDevice::GstVideoDevice(Traits traits, Services services)
+    : GstCaptureDevice(std::move(traits))
+    , services_(std::move(services)) {
+}
+
+GstVideoDevice::~GstVideoDevice() {
+    close();
+}
+
+std::optional<Failure> GstVideoDevice::open() {
+    close();
+    delivery_ = std::make_shared<GstFrameDelivery>();
+    auto built = GstVideoPipeline::build(traits().origin, delivery_);
+    if (!built) {
+        return Failure{built.error()};
+    }
+    auto pipeline = std::move(built).value();
+    if (auto failure = pipeline->open()) {
+        return failure;
+    }
+    pipeline_ = std::move(pipeline);
+    setOpen(true);
+    return std::nullopt;
+}
+
+void GstVideoDevice::close() {
+    stop();
+    setOpen(false);
+    pipeline_.reset();
+}
+
+void GstVideoDevice::start(FrameHandler handler) {
+    if (run_) {
+        return;
+    }
+    if (!pipeline_) {
+        delivery_ = std::make_shared<GstFrameDelivery>(); // the former one may still be in use
+    }
+    delivery_->attach(std::move(handler));
+    ++runNumber_;
+    run_ = std::make_unique<GstVideoRun>(
+        GstVideoRun::Environment{traits().origin, traits().name, services_.patience, services_.log,
+                                 onMainThread(&GstVideoDevice::runEnded),
+                                 onMainThread(&GstVideoDevice::formatIs)},
+        std::move(pipeline_), delivery_);
+}
+
+void GstVideoDevice::stop() {
+    if (!run_) {
+        return;
+    }
+    ++runNumber_;
+    run_->stop();
+    format_.clear();
+    const bool isHardware = traits().origin.isHardware();
+    if (run_->waitUntilEnded(isHardware ? kHardwareStopPatience : kStopPatience)) {
+        pipeline_ = run_->takePipeline();
+        run_.reset();
+    } else {
+        services_.disposal->take(std::move(run_));
+    }
+}
+
+std::vector<std::string> GstVideoDevice::formatSummaries() const {
+    return format_.empty() ? std::vector<std::string>{} : std::vector{format_};
+}
+
+std::function<void(const std::string&)>
+GstVideoDevice::onMainThread(void (GstVideoDevice::*operation)(std::uint64_t, const std::string&)) {
+    return [weak = weak_from_this(), run = runNumber_, operation](const std::string& text) {
+        MainThread::perform([weak, run, operation, text] {
+            if (const auto device = weak.lock()) {
+                ((*device).*operation)(run, text);
+            }
+        });
+    };
+}
+
+void GstVideoDevice::runEnded(std::uint64_t run, const std::string& reason) {
+    if (run == runNumber_) {
+        tellEnded(reason);
+    }
+}
+
+void GstVideoDevice::formatIs(std::uint64_t run, const std::string& format) {
+    if (run == runNumber_ && format != format_) {
+        format_ = format;
+        formatChanged().emit();
+    }
+}
+
+} // namespace ovelo

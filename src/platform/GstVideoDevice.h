@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/GstCaptureDevice.h"
+#include "platform/GstDisposal.h"
+#include "platform/GstVideoRun.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace ovelo {
+
+/// A camera, a file or a stream.
+///
+/// A network stream opens without waiting and connects in the background; when it drops, the log is
+/// told and it is tried again while started. Every other source that fails or ends tells ended().
+///
+/// lifetime  made by make(); calls that are on their way to the main thread find it gone when it is
+class GstVideoDevice final : public GstCaptureDevice,
+                             public std::enable_shared_from_this<GstVideoDevice> {
+public:
+    /// What all devices share.
+    struct Services {
+        std::shared_ptr<GstDisposal> disposal;
+        std::function<void(const std::string&)> log; // takes a line, on any thread; may be empty
+        GstPatience patience;
+    };
+
+    static std::shared_ptr<GstVideoDevice> make(Traits traits, Services services);
+    ~GstVideoDevice() override;
+
+    [[nodiscard]] std::optional<Failure> open() override;
+    void close() override;
+    void start(FrameHandler handler) override;
+    void stop() override;
+    [[nodiscard]] std::vector<std::string> formatSummaries() const override;
+
+private:
+    GstVideoDevice(Traits traits, Services services);
+
+    std::function<void(const std::string&)>
+    onMainThread(void (GstVideoDevice::*operation)(std::uint64_t, const std::string&));
+    void runEnded(std::uint64_t run, const std::string& reason);
+    void formatIs(std::uint64_t run, const std::string& format);
+
+    const Services services_;
+    std::shared_ptr<GstFrameDelivery> delivery_;
+    std::unique_ptr<GstVideoPipeline> pipeline_; // open and not started, else null
+    std::unique_ptr<GstVideoRun> run_;           // while started
+    std::uint64_t runNumber_ = 0;                // tells news of an earlier run apart
+    std::string format_;
+};
+
+} // namespace ovelo

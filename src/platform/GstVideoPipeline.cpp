@@ -1,0 +1,275 @@
+#include "platform/GstVideoPipeline.h"
+
+#include "platform/GstPipelineBuild.h"
+
+#include <gst/app/gstappsink.h>
+#include <gst/gst.h>
+
+#include <fmt/format.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+namespace ovelo {
+
+/// The events that wait for nextEvent(). A leaf: nothing else is locked while its lock is held.
+struct GstVideoPipeline::Shared {
+    std::shared_ptr<GstFrameDelivery> delivery;
+    std::mutex lock;
+    std::condition_variable_any changed;
+    std::deque<PipelineEvent> events;
+
+    void add(PipelineEvent event) {
+        {
+            const std::lock_guard guard(lock);
+            events.push_back(std::move(event));
+        }
+        changed.notify_all();
+    }
+};
+
+namespace {
+
+constexpr GstClockTime kFirstPicturePatience = 2 * GST_SECOND;
+
+/// Lets a C callback hold what it needs: give `hold(object)` as its data and `drop` as its release.
+template <typename T>
+struct Held {
+    static gpointer hold(std::shared_ptr<T> object) {
+        return new std::shared_ptr<T>(std::move(object));
+    }
+    static T& of(gpointer data) { return **static_cast<std::shared_ptr<T>*>(data); }
+    static void drop(gpointer data) { delete static_cast<std::shared_ptr<T>*>(data); }
+};
+
+std::string errorText(GstMessage* message) {
+    GError* error = nullptr;
+    gst_message_parse_error(message, &error, nullptr);
+    std::string text = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    return text;
+}
+
+std::optional<PipelineEvent> eventOf(GstMessage* message) {
+    switch (GST_MESSAGE_TYPE(message)) {
+    case GST_MESSAGE_ERROR:
+        return PipelineEvent{PipelineEvent::Kind::Failed, errorText(message)};
+    case GST_MESSAGE_EOS:
+        return PipelineEvent{PipelineEvent::Kind::Ended, "The source has ended."};
+    case GST_MESSAGE_SEGMENT_DONE:
+        return PipelineEvent{PipelineEvent::Kind::Lap, {}};
+    default:
+        return std::nullopt;
+    }
+}
+
+/// True for a source that would deliver as fast as it can be read.
+bool needsPacing(GstPad* pad) {
+    GstQuery* query = gst_query_new_latency();
+    gboolean isLive = FALSE;
+    if (gst_pad_peer_query(pad, query)) {
+        gst_query_parse_latency(query, &isLive, nullptr, nullptr);
+    }
+    gst_query_unref(query);
+    gboolean isSeekable = FALSE;
+    query = gst_query_new_seeking(GST_FORMAT_TIME);
+    if (gst_pad_peer_query(pad, query)) {
+        gst_query_parse_seeking(query, nullptr, &isSeekable, nullptr, nullptr);
+    }
+    gst_query_unref(query);
+    return !isLive && isSeekable;
+}
+
+/// The first picture is on its way: all elements are connected and can be asked.
+GstPadProbeReturn decidePacing(GstPad* pad, GstPadProbeInfo*, gpointer sink) {
+    if (needsPacing(pad)) {
+        g_object_set(static_cast<GstElement*>(sink), "sync", TRUE, nullptr);
+    }
+    return GST_PAD_PROBE_REMOVE;
+}
+
+std::string formatText(const GstStructure* format) {
+    int width = 0;
+    int height = 0;
+    int pictures = 0;
+    int seconds = 0;
+    gst_structure_get_int(format, "width", &width);
+    gst_structure_get_int(format, "height", &height);
+    if (!gst_structure_get_fraction(format, "framerate", &pictures, &seconds) || pictures == 0) {
+        return fmt::format("{} x {}", width, height);
+    }
+    return fmt::format("{} x {}, {:.4g} pictures a second", width, height,
+                       static_cast<double>(pictures) / seconds);
+}
+
+/// A flush makes a source give up connecting and reading.
+void flushSource(const GValue* item, gpointer) {
+    auto* element = static_cast<GstElement*>(g_value_get_object(item));
+    if (GST_IS_BIN(element) || !GST_OBJECT_FLAG_IS_SET(element, GST_ELEMENT_FLAG_SOURCE)) {
+        return;
+    }
+    if (GstPad* pad = gst_element_get_static_pad(element, "src")) {
+        gst_pad_send_event(pad, gst_event_new_flush_start());
+        gst_object_unref(pad);
+    }
+}
+
+} // namespace
+
+Result<std::unique_ptr<GstVideoPipeline>>
+GstVideoPipeline::build(const GstOrigin& origin, std::shared_ptr<GstFrameDelivery> delivery) {
+    auto pipeline = buildVideoPipeline(origin);
+    if (!pipeline) {
+        return Failure{pipeline.error()};
+    }
+    auto shared = std::make_shared<Shared>();
+    shared->delivery = std::move(delivery);
+    return std::unique_ptr<GstVideoPipeline>(
+        new GstVideoPipeline(origin, pipeline.value(), std::move(shared)));
+}
+
+GstVideoPipeline::GstVideoPipeline(const GstOrigin& origin, std::shared_ptr<GstElement> pipeline,
+                                   std::shared_ptr<Shared> shared)
+    : origin_(origin)
+    , pipeline_(std::move(pipeline))
+    , shared_(std::move(shared)) {
+    connectPictures();
+    connectEvents();
+}
+
+GstVideoPipeline::~GstVideoPipeline() {
+    gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+}
+
+void GstVideoPipeline::connectPictures() {
+    const GstPointer<GstElement> sink(
+        gst_bin_get_by_name(GST_BIN(pipeline_.get()), kGstPicturesName));
+    GstAppSinkCallbacks callbacks{};
+    callbacks.new_sample = [](GstAppSink* source, gpointer data) {
+        GstPointer<GstSample> sample(gst_app_sink_pull_sample(source));
+        if (!sample) {
+            return GST_FLOW_EOS;
+        }
+        Held<Shared>::of(data).delivery->deliver(std::move(sample));
+        return GST_FLOW_OK;
+    };
+    gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &callbacks, Held<Shared>::hold(shared_),
+                               Held<Shared>::drop);
+    if (!origin_.isFile()) {
+        GstPad* pad = gst_element_get_static_pad(sink.get(), "sink");
+        gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, decidePacing, sink.get(), nullptr);
+        gst_object_unref(pad);
+    }
+}
+
+void GstVideoPipeline::connectEvents() {
+    const GstPointer<GstBus> bus(gst_element_get_bus(pipeline_.get()));
+    const auto take = [](GstBus*, GstMessage* message, gpointer data) {
+        if (auto event = eventOf(message)) {
+            Held<Shared>::of(data).add(std::move(*event));
+        }
+        gst_message_unref(message);
+        return GST_BUS_DROP;
+    };
+    gst_bus_set_sync_handler(bus.get(), take, Held<Shared>::hold(shared_), Held<Shared>::drop);
+
+    const auto seeFormat = [](GstPad*, GstPadProbeInfo* info, gpointer data) {
+        GstEvent* event = gst_pad_probe_info_get_event(info);
+        if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
+            GstCaps* caps = nullptr;
+            gst_event_parse_caps(event, &caps);
+            Held<Shared>::of(data).add(
+                {PipelineEvent::Kind::Format, formatText(gst_caps_get_structure(caps, 0))});
+        }
+        return GST_PAD_PROBE_OK;
+    };
+    const GstPointer<GstElement> head(gst_bin_get_by_name(GST_BIN(pipeline_.get()), kGstHeadName));
+    GstPad* pad = gst_element_get_static_pad(head.get(), "sink");
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, seeFormat,
+                      Held<Shared>::hold(shared_), Held<Shared>::drop);
+    gst_object_unref(pad);
+}
+
+std::optional<Failure> GstVideoPipeline::open() {
+    if (origin_.isNetwork()) {
+        return std::nullopt;
+    }
+    if (origin_.isFile()) {
+        return waitForFirstPicture();
+    }
+    if (gst_element_set_state(pipeline_.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE) {
+        return takeFailure();
+    }
+    return std::nullopt;
+}
+
+std::optional<Failure> GstVideoPipeline::waitForFirstPicture() {
+    gst_element_set_state(pipeline_.get(), GST_STATE_PAUSED);
+    const auto outcome =
+        gst_element_get_state(pipeline_.get(), nullptr, nullptr, kFirstPicturePatience);
+    if (outcome == GST_STATE_CHANGE_FAILURE) {
+        return takeFailure();
+    }
+    if (outcome == GST_STATE_CHANGE_ASYNC) {
+        return Failure{"The file did not show a picture in time."};
+    }
+    // Where the file cannot be positioned, it ends like any other source, and rewind() tells so.
+    rewind(false);
+    return std::nullopt;
+}
+
+Failure GstVideoPipeline::takeFailure() {
+    const std::lock_guard guard(shared_->lock);
+    for (const auto& event : shared_->events) {
+        if (event.kind == PipelineEvent::Kind::Failed) {
+            return Failure{event.text};
+        }
+    }
+    return Failure{"The source cannot be started."};
+}
+
+void GstVideoPipeline::play() {
+    const auto outcome = gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING);
+    if (outcome == GST_STATE_CHANGE_FAILURE) {
+        // Mostly said by a message already; the second of two is never read.
+        shared_->add({PipelineEvent::Kind::Failed, "The source cannot be started."});
+    }
+}
+
+void GstVideoPipeline::park() {
+    gst_element_set_state(pipeline_.get(), GST_STATE_READY);
+}
+
+bool GstVideoPipeline::rewind(bool seamless) {
+    // A segment seek makes the end of the file a Lap, from which it goes on without a flush.
+    const auto flags = seamless
+                           ? GST_SEEK_FLAG_SEGMENT
+                           : static_cast<GstSeekFlags>(GST_SEEK_FLAG_SEGMENT | GST_SEEK_FLAG_FLUSH);
+    return gst_element_seek(pipeline_.get(), 1.0, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, 0,
+                            GST_SEEK_TYPE_NONE, -1) != FALSE;
+}
+
+void GstVideoPipeline::interrupt() {
+    GstIterator* elements = gst_bin_iterate_recurse(GST_BIN(pipeline_.get()));
+    while (gst_iterator_foreach(elements, flushSource, nullptr) == GST_ITERATOR_RESYNC) {
+        gst_iterator_resync(elements);
+    }
+    gst_iterator_free(elements);
+}
+
+std::optional<PipelineEvent> GstVideoPipeline::nextEvent(const std::stop_token& stop,
+                                                         TimePoint until) {
+    std::unique_lock guard(shared_->lock);
+    const bool hasEvent = shared_->changed.wait_until(guard, stop, until,
+                                                      [this] { return !shared_->events.empty(); });
+    if (!hasEvent || stop.stop_requested()) {
+        return std::nullopt;
+    }
+    auto event = std::move(shared_->events.front());
+    shared_->events.pop_front();
+    return event;
+}
+
+} // namespace ovelo

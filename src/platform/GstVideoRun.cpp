@@ -1,0 +1,199 @@
+#include "platform/GstVideoRun.h"
+
+#include "platform/Threads.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace ovelo {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kStallChecks = 10;        // within the time of a stall
+constexpr std::uint64_t kMovingLap = 2; // pictures; a file with fewer is a still
+constexpr auto kStillPause = 1000ms;    // between two showings of a still
+
+long long wholeSeconds(std::chrono::milliseconds time) {
+    return std::chrono::round<std::chrono::seconds>(time).count();
+}
+
+} // namespace
+
+GstVideoRun::GstVideoRun(Environment environment, std::unique_ptr<GstVideoPipeline> pipeline,
+                         std::shared_ptr<GstFrameDelivery> delivery)
+    : environment_(std::move(environment))
+    , delivery_(std::move(delivery))
+    , pause_(environment_.patience.firstPause)
+    , pipeline_(std::move(pipeline))
+    , thread_([this](const std::stop_token& stop) { run(stop); }) {
+}
+
+GstVideoRun::~GstVideoRun() {
+    stop();
+    thread_.join();
+}
+
+void GstVideoRun::stop() {
+    delivery_->detach();
+    thread_.request_stop();
+}
+
+bool GstVideoRun::waitUntilEnded(std::chrono::milliseconds limit) {
+    std::unique_lock guard(lock_);
+    return changed_.wait_for(guard, limit, [this] { return hasEnded_; });
+}
+
+void GstVideoRun::interrupt() {
+    const std::lock_guard guard(lock_);
+    if (pipeline_) {
+        pipeline_->interrupt();
+    }
+}
+
+std::unique_ptr<GstVideoPipeline> GstVideoRun::takePipeline() {
+    const std::lock_guard guard(lock_);
+    return std::move(pipeline_);
+}
+
+void GstVideoRun::run(const std::stop_token& stop) {
+    settleThread("camera control");
+    while (!stop.stop_requested()) {
+        auto reason = preparePipeline();
+        if (!reason) {
+            reason = play(stop);
+        }
+        if (!reason) {
+            break; // asked to stop
+        }
+        setPipeline(nullptr);
+        if (!environment_.origin.isNetwork()) {
+            environment_.ended(*reason);
+            break;
+        }
+        pauseAfter(*reason, stop);
+    }
+    finish();
+}
+
+std::optional<std::string> GstVideoRun::preparePipeline() {
+    if (pipeline_) {
+        return std::nullopt; // open already
+    }
+    auto built = GstVideoPipeline::build(environment_.origin, delivery_);
+    if (!built) {
+        return built.error();
+    }
+    setPipeline(std::move(built).value());
+    const auto failure = pipeline_->open();
+    return failure ? std::optional(failure->text) : std::nullopt;
+}
+
+std::optional<std::string> GstVideoRun::play(const std::stop_token& stop) {
+    seenPictures_ = delivery_->pictures();
+    lapBegan_ = seenPictures_;
+    lastProgress_ = std::chrono::steady_clock::now();
+    flowingSince_.reset();
+    pipeline_->play();
+    while (!stop.stop_requested()) {
+        if (const auto event = pipeline_->nextEvent(stop, nextCheck())) {
+            if (auto reason = take(*event, stop)) {
+                return reason;
+            }
+        } else if (hasStalled()) {
+            return fmt::format("No picture for {} s.", wholeSeconds(environment_.patience.stall));
+        }
+    }
+    return std::nullopt;
+}
+
+GstVideoRun::TimePoint GstVideoRun::nextCheck() const {
+    if (!environment_.origin.isNetwork()) {
+        return TimePoint::max(); // whatever else stalls is waited for
+    }
+    return std::chrono::steady_clock::now() + environment_.patience.stall / kStallChecks;
+}
+
+std::optional<std::string> GstVideoRun::take(const PipelineEvent& event,
+                                             const std::stop_token& stop) {
+    switch (event.kind) {
+    case PipelineEvent::Kind::Failed:
+        return event.text;
+    case PipelineEvent::Kind::Ended:
+        return environment_.origin.isFile() ? startFileAgain(false, stop) : event.text;
+    case PipelineEvent::Kind::Lap:
+        return startFileAgain(true, stop);
+    case PipelineEvent::Kind::Format:
+        environment_.format(event.text);
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> GstVideoRun::startFileAgain(bool seamless, const std::stop_token& stop) {
+    const std::uint64_t pictures = delivery_->pictures();
+    if (pictures - std::exchange(lapBegan_, pictures) < kMovingLap) {
+        wait(kStillPause, stop); // a still would be shown again and again without a rest
+    }
+    if (stop.stop_requested() || pipeline_->rewind(seamless)) {
+        return std::nullopt;
+    }
+    return "The file cannot be played again.";
+}
+
+bool GstVideoRun::hasStalled() {
+    if (!environment_.origin.isNetwork()) {
+        return false;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    const std::uint64_t pictures = delivery_->pictures();
+    if (std::exchange(seenPictures_, pictures) == pictures) {
+        return now - lastProgress_ >= environment_.patience.stall;
+    }
+    lastProgress_ = now;
+    flowingSince_ = flowingSince_.value_or(now);
+    if (now - *flowingSince_ >= environment_.patience.steadyAfter) {
+        pause_ = environment_.patience.firstPause;
+    }
+    return false;
+}
+
+void GstVideoRun::pauseAfter(const std::string& reason, const std::stop_token& stop) {
+    if (environment_.log) {
+        environment_.log(fmt::format("Camera stream dropped: {} - {} Next try in {} s.\n",
+                                     environment_.name, reason, wholeSeconds(pause_)));
+    }
+    wait(pause_, stop);
+    pause_ = std::min(pause_ * 2, environment_.patience.longestPause);
+}
+
+void GstVideoRun::wait(std::chrono::milliseconds time, const std::stop_token& stop) {
+    std::unique_lock guard(lock_);
+    changed_.wait_for(guard, stop, time, [] { return false; });
+}
+
+void GstVideoRun::setPipeline(std::unique_ptr<GstVideoPipeline> pipeline) {
+    {
+        const std::lock_guard guard(lock_);
+        pipeline_.swap(pipeline);
+    }
+    // The former one ends here, which may take a while.
+}
+
+void GstVideoRun::finish() {
+    if (environment_.origin.isHardware() && pipeline_) {
+        pipeline_->park();
+    } else {
+        setPipeline(nullptr);
+    }
+    {
+        const std::lock_guard guard(lock_);
+        hasEnded_ = true;
+    }
+    changed_.notify_all();
+}
+
+} // namespace ovelo
