@@ -3,11 +3,25 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
 
 namespace ovelo::console {
 
+namespace {
+
+std::atomic<bool> silent = false;
+
+} // namespace
+
+void silence() {
+    silent = true;
+}
+
 void write(std::string_view line) {
+    if (silent) {
+        return;
+    }
     pollfd console{STDERR_FILENO, POLLOUT, 0};
     if (::poll(&console, 1, 0) != 1 || (console.revents & POLLOUT) == 0) {
         return;

@@ -9,4 +9,7 @@ namespace ovelo::console {
 /// the line: nobody ever waits for a terminal.
 void write(std::string_view line);
 
+/// Writes no more lines; for programs whose console is for something else.
+void silence();
+
 } // namespace ovelo::console
