@@ -45,6 +45,11 @@ void finish(Calls& state, Call& call, std::exception_ptr failure) {
     state.changed.notify_all();
 }
 
+std::size_t countOf(Calls& state) {
+    const std::lock_guard lock(state.lock);
+    return state.waiting.size();
+}
+
 std::shared_ptr<Call> nextCall(Calls& state) {
     const std::lock_guard lock(state.lock);
     if (state.waiting.empty()) {
@@ -129,7 +134,12 @@ void MainThread::perform(Task task) {
 
 void MainThread::serve() {
     Calls& state = calls();
-    while (const auto call = nextCall(state)) {
+    // What a call adds waits for the next turn, so that calls that breed calls cannot starve the loop.
+    for (std::size_t left = countOf(state); left > 0; --left) {
+        const auto call = nextCall(state);
+        if (!call) {
+            return; // served by a call of ours, from a nested loop
+        }
         std::exception_ptr failure;
         try {
             call->task();

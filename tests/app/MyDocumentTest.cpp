@@ -1,0 +1,262 @@
+#include "app/MyDocument.h"
+
+#include "fakes/FakeCapture.h"
+#include "fakes/FakeServerParts.h"
+#include "fakes/FakeWindow.h"
+#include "fakes/Peer.h"
+#include "fakes/TestLog.h"
+#include "platform/MainThread.h"
+
+#include <gtest/gtest.h>
+
+namespace ovelo {
+namespace {
+
+class MyDocumentTest : public ::testing::Test {
+protected:
+    MyDocumentTest() { MainThread::begin(); }
+    ~MyDocumentTest() override {
+        document.reset();
+        MainThread::end();
+    }
+
+    void create() {
+        document = std::make_unique<MyDocument>(MyDocument::Environment{
+            settings, events.log(), Clock::system(), devices, nullptr, prompt,
+            [this](const PublishedService& service, ServicePublisher::Delegate& delegate) {
+                return std::make_unique<FakePublisher::Service>(publisher, service, delegate);
+            },
+            folder.path()});
+    }
+    void start() {
+        settings.setString("email", "me@example.org");
+        settings.setString("port", "0");
+        create();
+        document->windowControllerDidLoadNib(window);
+    }
+    void writeProperties(const std::string& entries) {
+        std::filesystem::create_directory(folder.path() / "Contents");
+        writeFile(folder.path() / "Contents" / "Info.plist",
+                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + entries +
+                      "</dict></plist>");
+    }
+    std::string videoName() {
+        return document->sources().selectedVideoDeviceName().value_or("(none)");
+    }
+    std::string audioName() {
+        const auto device = document->sources().selectedAudioDevice();
+        return device ? device->localizedDisplayName() : "(none)";
+    }
+
+    TemporaryFolder folder;
+    TestLog events;
+    MemorySettings settings;
+    FakeDevices devices;
+    FakePrompt prompt;
+    FakePublisher publisher;
+    FakeWindow window;
+    std::unique_ptr<MyDocument> document;
+};
+
+TEST_F(MyDocumentTest, FirstStartStoresThePortAndNothingElse) {
+    create();
+
+    EXPECT_EQ(settings.string("port"), "1726");
+    EXPECT_EQ(settings.keys(), std::vector<std::string>{"port"});
+    EXPECT_EQ(settings.integer("rotate_val"), 0);
+}
+
+TEST_F(MyDocumentTest, StoredPortIsKept) {
+    settings.setString("port", "8080");
+    create();
+
+    EXPECT_EQ(settings.string("port"), "8080");
+}
+
+TEST_F(MyDocumentTest, RotationWrapsAtBothEnds) {
+    create();
+    settings.setInteger("rotate_val", 3);
+    document->rotateRight();
+    EXPECT_EQ(settings.integer("rotate_val"), 0);
+    document->rotateLeft();
+    EXPECT_EQ(settings.integer("rotate_val"), 3);
+    document->rotateLeft();
+    EXPECT_EQ(settings.integer("rotate_val"), 2);
+}
+
+TEST_F(MyDocumentTest, DefaultButtonStoresTheUsualPort) {
+    settings.setString("port", "8080");
+    create();
+    document->defaultButton();
+
+    EXPECT_EQ(settings.string("port"), "1726");
+}
+
+TEST_F(MyDocumentTest, StartOpensDevicesThenServes) {
+    const auto camera = devices.add(MediaType::Video, "Camera A");
+    start();
+
+    EXPECT_TRUE(camera->handler) << "the session runs";
+    EXPECT_EQ(document->audioPreviewOutput().volume, 1.0F);
+    EXPECT_EQ(document->network().networkStatus(), "Waiting for connection...");
+    const std::string log = events.text();
+    const auto starting = log.find(": Document starting\n");
+    const auto device = log.find(": Set video device completed: Camera A\n");
+    const auto server = log.find(": Network Status: Starting listener... \n");
+    const auto started = log.find(": Document started\n");
+    ASSERT_NE(starting, std::string::npos);
+    EXPECT_LT(starting, device);
+    EXPECT_LT(device, server);
+    EXPECT_LT(server, started);
+    EXPECT_NE(started, std::string::npos);
+}
+
+TEST_F(MyDocumentTest, RememberedDevicesAreChosenWhenTheyAreThere) {
+    devices.add(MediaType::Video, "Camera A");
+    devices.add(MediaType::Video, "Camera B");
+    devices.add(MediaType::Sound, "Microphone");
+    devices.add(MediaType::Sound, "Line in");
+    settings.setString("lastSelectedVideoDevice", "Camera B");
+    settings.setString("lastSelectedAudioDevice", "Line in");
+    start();
+
+    EXPECT_EQ(videoName(), "Camera B");
+    EXPECT_EQ(audioName(), "Line in");
+}
+
+TEST_F(MyDocumentTest, RememberedDevicesThatAreGoneGiveWayToTheFirst) {
+    devices.add(MediaType::Video, "Camera A");
+    devices.add(MediaType::Sound, "Line in");
+    devices.add(MediaType::Sound, "built-in MICROPHONE");
+    settings.setString("lastSelectedVideoDevice", "Camera X");
+    settings.setString("lastSelectedAudioDevice", "Mic X");
+    start();
+
+    EXPECT_EQ(videoName(), "Camera A");
+    EXPECT_EQ(audioName(), "built-in MICROPHONE");
+}
+
+TEST_F(MyDocumentTest, WithoutAMicrophoneTheFirstSoundDeviceIsChosen) {
+    devices.add(MediaType::Sound, "Line in");
+    devices.add(MediaType::Sound, "Other");
+    start();
+
+    EXPECT_EQ(audioName(), "Line in");
+}
+
+TEST_F(MyDocumentTest, NoDevicesAtAllStillServes) {
+    start();
+
+    EXPECT_EQ(videoName(), "(none)");
+    EXPECT_EQ(document->network().networkStatus(), "Waiting for connection...");
+}
+
+TEST_F(MyDocumentTest, DeviceThatFailsToOpenDoesNotStopTheStart) {
+    devices.add(MediaType::Video, "Camera A")->failure = Failure{"busy"};
+    start();
+
+    EXPECT_EQ(window.errors.size(), 1U);
+    EXPECT_EQ(document->network().networkStatus(), "Waiting for connection...");
+}
+
+TEST_F(MyDocumentTest, DevicesThatComeAndGoRebuildTheLists) {
+    start();
+    devices.add(MediaType::Video, "Late");
+    devices.deviceWasConnected().emit();
+    EXPECT_EQ(document->sources().videoDeviceNames(), SourceSelection::Names{"Late"});
+
+    devices.all.clear();
+    devices.deviceWasDisconnected().emit();
+    EXPECT_TRUE(document->sources().videoDeviceNames().empty());
+}
+
+TEST_F(MyDocumentTest, AgentHidesItsWindow) {
+    writeProperties("<key>NSUIElement</key><string>1</string>");
+    start();
+
+    EXPECT_TRUE(window.isHidden);
+}
+
+TEST_F(MyDocumentTest, WindowStaysWithAnyOtherPropertyList) {
+    for (const char* entries : {"<key>NSUIElement</key><string>0</string>", "",
+                                "<key>Other</key><string>1</string>", "<broken"}) {
+        writeProperties(entries);
+        start();
+        EXPECT_FALSE(window.isHidden) << entries;
+        document.reset();
+    }
+}
+
+TEST_F(MyDocumentTest, UserCannotCloseTheWindow) {
+    create();
+
+    EXPECT_FALSE(document->windowShouldClose());
+}
+
+TEST_F(MyDocumentTest, ShutdownRemembersTheDevicesClosesThemAndEndsTheServer) {
+    const auto camera = devices.add(MediaType::Video, "Camera A");
+    const auto mic = devices.add(MediaType::Sound, "Mic");
+    start();
+
+    document->windowWillClose();
+    document->windowWillClose();
+
+    EXPECT_EQ(settings.string("lastSelectedVideoDevice"), "Camera A");
+    EXPECT_EQ(settings.string("lastSelectedAudioDevice"), "Mic");
+    EXPECT_FALSE(camera->isOpen);
+    EXPECT_FALSE(mic->isOpen);
+    EXPECT_FALSE(document->session().isRunning());
+    EXPECT_EQ(document->network().port(), 0);
+    const std::string log = events.text();
+    EXPECT_LT(log.find(": Set video device completed: (null)\n"),
+              log.find(": TCP: Stopping server"));
+}
+
+TEST_F(MyDocumentTest, ShutdownWithoutDevicesRemembersNone) {
+    settings.setString("lastSelectedVideoDevice", "Camera A");
+    start();
+    document->windowWillClose();
+
+    EXPECT_EQ(settings.string("lastSelectedVideoDevice"), "Camera A");
+    EXPECT_FALSE(settings.contains("lastSelectedAudioDevice"));
+}
+
+TEST_F(MyDocumentTest, EmailHelpIsLoadedOnceAndShownAlsoWithoutAText) {
+    create();
+    start();
+    document->helpEmail();
+    EXPECT_EQ(window.email, "");
+    EXPECT_EQ(window.shown, std::vector<Panel>{Panel::EmailHelp});
+
+    writeFile(folder.path() / "EmailHelp.txt", "Help\n");
+    document->helpEmail();
+    EXPECT_EQ(window.email, "Help\n");
+    writeFile(folder.path() / "EmailHelp.txt", "Other\n");
+    document->helpEmail();
+    EXPECT_EQ(window.email, "Help\n");
+    document->helpClose();
+    EXPECT_EQ(window.hidden, std::vector<Panel>{Panel::EmailHelp});
+}
+
+TEST_F(MyDocumentTest, HelpPageWithoutAWebHostSaysSo) {
+    start();
+    document->natManualConfigButton();
+
+    EXPECT_EQ(window.errors.size(), 1U);
+}
+
+TEST_F(MyDocumentTest, LevelIsAnnouncedWhenItChanges) {
+    create();
+    int announced = 0;
+    document->propertyChanged().connect(
+        [&](const std::string& key) { announced += key == "audioLevel" ? 1 : 0; });
+
+    document->setAudioLevel(0.5F);
+    document->setAudioLevel(0.5F);
+
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(document->audioLevel(), 0.5F);
+}
+
+} // namespace
+} // namespace ovelo
