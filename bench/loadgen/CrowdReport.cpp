@@ -111,7 +111,7 @@ void Crowd::report(int64_t windowUs, const ProcessSample& a, const ProcessSample
             "\"latency_p99\":%.2f"
             ",\"latency_max\":%.2f,\"broken\":%" PRIu64 ",\"dropped_live\":%" PRIu64
             ",\"dropped_slow\":%" PRIu64 ",\"cpu_s\":%.4f,\"cpu_pct\":%.2f,\"cpu_us_per_frame\":%."
-                                         "3f,\"user_s\":%.2f,\"sys_s\":%.2f,\"rss_mb\":%.1f"
+            "3f,\"user_s\":%.2f,\"sys_s\":%.2f,\"rss_mb\":%.1f"
             ",\"peak_mb\":%.1f,\"threads\":%ld,\"loadgen_pct\":%.1f,\"others_pct\":%.1f,\"steal_"
             "pct\":%.1f,\"fds\":%ld,\"first_max\":%.2f,\"answer_p50\":%.2f"
             ",\"answer_p99\":%.2f,\"answers\":%" PRIu64 ",\"protocol_errors\":%" PRIu64
