@@ -62,6 +62,7 @@ void AccountWindow::showAlert(const std::string& message, const std::string& inf
         new QMessageBox(QMessageBox::Warning, windowTitle(), toQt(message), QMessageBox::Ok, this);
     alert->setInformativeText(toQt(informativeText));
     alert->setAttribute(Qt::WA_DeleteOnClose);
+    layouts::plainButtons(*alert);
     alert->open();
 }
 
@@ -133,6 +134,7 @@ void AccountWindow::build() {
                                "from your phone. Both can be changed later in the options."_s));
     column->addLayout(form);
     column->addWidget(buttons);
+    layouts::plainButtons(*this);
     column->setSizeConstraint(QLayout::SetFixedSize);
 }
 

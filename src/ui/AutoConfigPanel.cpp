@@ -37,6 +37,7 @@ AutoConfigPanel::AutoConfigPanel(MyDocument& document, QWidget* window) : QDialo
     missing->setWordWrap(true);
     column->addWidget(missing);
     column->addWidget(buttons);
+    layouts::plainButtons(*this);
     column->setSizeConstraint(QLayout::SetFixedSize);
 }
 

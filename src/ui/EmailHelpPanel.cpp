@@ -1,6 +1,7 @@
 #include "ui/EmailHelpPanel.h"
 
 #include "app/MyDocument.h"
+#include "ui/Layouts.h"
 #include "ui/Text.h"
 
 #include <QDialogButtonBox>
@@ -28,6 +29,7 @@ EmailHelpPanel::EmailHelpPanel(MyDocument& document, QWidget* window) : QDialog(
     auto* column = new QVBoxLayout(this);
     column->addWidget(text_);
     column->addWidget(buttons);
+    layouts::plainButtons(*this);
     resize(560, 480);
 }
 

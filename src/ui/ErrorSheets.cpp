@@ -1,6 +1,7 @@
 #include "ui/ErrorSheets.h"
 
 #include "ui/Display.h"
+#include "ui/Layouts.h"
 #include "ui/Text.h"
 
 #include <QMessageBox>
@@ -50,6 +51,7 @@ void ErrorSheets::showNext() {
             showNext();
         }
     });
+    layouts::plainButtons(*sheet);
     sheet->open();
 }
 

@@ -2,10 +2,14 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -68,6 +72,31 @@ QBoxLayout* banner(const QString& title, const QString& text) {
     row->addWidget(icon, 0, Qt::AlignTop);
     row->addLayout(words, 1);
     return row;
+}
+
+void alignForms(const QWidget& window) {
+    QList<QWidget*> labels;
+    int widest = 0;
+    for (const QFormLayout* form : window.findChildren<QFormLayout*>()) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            const QLayoutItem* item = form->itemAt(row, QFormLayout::LabelRole);
+            if (item != nullptr && item->widget() != nullptr) {
+                labels.append(item->widget());
+                widest = std::max(widest, item->sizeHint().width());
+            }
+        }
+    }
+    for (QWidget* label : labels) {
+        label->setMinimumWidth(widest);
+    }
+}
+
+void plainButtons(const QWidget& dialog) {
+    for (const QDialogButtonBox* box : dialog.findChildren<QDialogButtonBox*>()) {
+        for (QAbstractButton* button : box->buttons()) {
+            button->setIcon({});
+        }
+    }
 }
 
 QCheckBox* showPasswordBox(QLineEdit& password) {

@@ -27,6 +27,12 @@ QWidget* section(const QString& title, QLayout* content);
 /// The program's icon beside a title and a sentence: the top of a window.
 QBoxLayout* banner(const QString& title, const QString& text);
 
+/// Gives all forms in `window` label columns of one width, so that their fields stand in one line.
+void alignForms(const QWidget& window);
+
+/// Takes the pictures off the buttons; ours are told by their words.
+void plainButtons(const QWidget& dialog);
+
 /// A check box that makes a password readable.
 QCheckBox* showPasswordBox(QLineEdit& password);
 

@@ -5,7 +5,6 @@
 #include "ui/AutoConfigPanel.h"
 #include "ui/CapturePreview.h"
 #include "ui/EmailHelpPanel.h"
-#include "ui/Icons.h"
 #include "ui/Layouts.h"
 #include "ui/OptionsPanel.h"
 #include "ui/PortField.h"
@@ -16,7 +15,6 @@
 #include <QCloseEvent>
 #include <QFormLayout>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QVBoxLayout>
@@ -30,7 +28,7 @@ namespace ovelo {
 namespace {
 
 constexpr int kHintMilliseconds = 8000;
-constexpr int kSideWidth = 320;
+constexpr int kSideWidth = 360;
 
 QPushButton* pushButton(const QString& text, const QString& name, const QString& toolTip = {}) {
     auto* button = new QPushButton(text);
@@ -137,6 +135,8 @@ void MainWindow::buildContent() {
     row->addWidget(sideColumn());
     setCentralWidget(content);
     statusBar()->setSizeGripEnabled(false);
+    // A window that is shown without a size of its own gets two thirds of the screen at most.
+    resize(sizeHint());
 }
 
 QWidget* MainWindow::pictureColumn() {
@@ -167,6 +167,7 @@ QWidget* MainWindow::sideColumn() {
     column->addWidget(serverPart());
     column->addStretch(1);
     column->addWidget(footPart());
+    layouts::alignForms(*side);
     return side;
 }
 
@@ -182,13 +183,14 @@ QWidget* MainWindow::serverPart() {
 
     QPushButton* automatic = pushButton(u"Set Up &Automatically..."_s, u"routerAuto"_s,
                                         u"Let Ovelo open the port on the router"_s);
-    QPushButton* manual = pushButton(u"How To..."_s, u"routerManual"_s,
+    QPushButton* manual = pushButton(u"How &To..."_s, u"routerManual"_s,
                                      u"Read in the browser how it is done by hand"_s);
     connect(automatic, &QPushButton::clicked, this,
             [&document] { document.natAutoConfigButton(); });
     connect(manual, &QPushButton::clicked, this, [&document] { document.natManualConfigButton(); });
     auto* row = new QHBoxLayout;
-    row->addWidget(automatic);
+    row->setSpacing(8);
+    row->addWidget(automatic, 1);
     row->addWidget(manual);
     form->addRow(u"Router:"_s, row);
     return layouts::section(u"Access for viewers"_s, form);
@@ -196,7 +198,7 @@ QWidget* MainWindow::serverPart() {
 
 QWidget* MainWindow::footPart() {
     QPushButton* options = pushButton(u"&Options..."_s, u"options"_s);
-    QPushButton* recordings = pushButton(u"Recordings &Folder"_s, u"recordings"_s,
+    QPushButton* recordings = pushButton(u"Recordin&gs Folder"_s, u"recordings"_s,
                                          u"Show the recorded movies in the file browser"_s);
     connect(options, &QPushButton::clicked, this, [this] { orderFront(Panel::Options); });
     connect(recordings, &QPushButton::clicked, this, &MainWindow::openRecordings);

@@ -1,7 +1,7 @@
 #include "app/MyDocument.h"
 #include "support/Logger.h"
 #include "ui/CapturePreview.h"
-#include "ui/Icons.h"
+#include "ui/Layouts.h"
 #include "ui/MainWindow.h"
 
 #include <QApplication>
@@ -91,6 +91,7 @@ void MainWindow::about() {
         u"Turns this computer and its camera into a surveillance camera that you "
         "watch from your phone."_s);
     box->setAttribute(Qt::WA_DeleteOnClose);
+    layouts::plainButtons(*box);
     box->open();
 }
 

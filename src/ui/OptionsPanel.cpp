@@ -73,6 +73,8 @@ OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log
         parts->addWidget(line());
     }
     parts->addWidget(buttons);
+    layouts::alignForms(*this);
+    layouts::plainButtons(*this);
     parts->setSizeConstraint(QLayout::SetFixedSize);
 }
 
@@ -132,7 +134,7 @@ QWidget* OptionsPanel::laterPart() {
     boxes->addWidget(
         layouts::note(u"This version of Ovelo does not have these features yet. What you "
                       "choose is kept, and takes effect once they are there."_s));
-    addBox(*boxes, "useMotionEmail", u"Send an e-&mail when something moves"_s);
+    addBox(*boxes, "useMotionEmail", u"Send an e-mail &when something moves"_s);
     addBox(*boxes, "useMotionRecord", u"Record a movie when something mo&ves"_s);
     addBox(*boxes, "usePushNotification", u"Notify &your phones when something moves"_s);
     addBox(*boxes, "smtpSsl", u"Use a secure connec&tion for e-mail"_s, true);

@@ -54,7 +54,7 @@ void SourcesPanel::build() {
     connect(audio_, &QComboBox::activated, this, &SourcesPanel::chooseAudio);
 
     auto* form = layouts::form();
-    form->addRow(u"&Video:"_s, video_);
+    form->addRow(u"V&ideo:"_s, video_);
     form->addRow(u"&Sound:"_s, audio_);
     form->addRow(u"Level:"_s, level_);
     setLayout(form);

@@ -5,6 +5,7 @@
 #include "ui/Text.h"
 
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 
 using namespace Qt::StringLiterals;
@@ -12,6 +13,11 @@ using namespace Qt::StringLiterals;
 namespace ovelo {
 
 namespace {
+
+constexpr char16_t kLamp = u'\u25cf'; // a filled circle
+
+constexpr QColor kListens(0x2f, 0xa3, 0x6b);
+constexpr QColor kFailed(0xd6, 0x45, 0x45);
 
 QLabel* statusLabel(const QString& objectName, const QString& accessibleName) {
     auto* label = new QLabel;
@@ -45,8 +51,14 @@ void StatusPanel::build() {
     ipAddr_ = statusLabel(u"ipAddr"_s, u"Local address"_s);
     externalIpPort_ = statusLabel(u"externalIpPort"_s, u"External address"_s);
 
+    lamp_ = new QLabel(QString(QChar(kLamp)));
+    lamp_->setObjectName(u"serverLamp"_s);
     auto* form = layouts::form();
-    form->addRow(u"Viewers:"_s, networkStatus_);
+    auto* viewers = new QHBoxLayout;
+    viewers->setSpacing(6);
+    viewers->addWidget(lamp_, 0, Qt::AlignTop);
+    viewers->addWidget(networkStatus_, 1);
+    form->addRow(u"Viewers:"_s, viewers);
     form->addRow(u"Bonjour:"_s, bonjourStatus_);
     form->addRow(u"Local address:"_s, ipAddr_);
     form->addRow(u"External address:"_s, externalIpPort_);
@@ -58,10 +70,21 @@ void StatusPanel::refresh(const std::string& /*property*/) {
 }
 
 void StatusPanel::refreshAll() {
+    refreshLamp();
     setStatus(*networkStatus_, network_.networkStatus(), u"Not started"_s);
     setStatus(*bonjourStatus_, network_.bonjourStatus(), u"Not announced"_s);
     setStatus(*ipAddr_, network_.ipAddr(), u"Not known"_s);
     setStatus(*externalIpPort_, network_.externalIpPort(), u"Not known"_s);
+}
+
+void StatusPanel::refreshLamp() {
+    QPalette colors = palette();
+    QColor color = colors.color(QPalette::PlaceholderText);
+    if (!network_.networkStatus().empty()) {
+        color = network_.port() != 0 ? kListens : kFailed;
+    }
+    colors.setColor(QPalette::WindowText, color);
+    lamp_->setPalette(colors);
 }
 
 } // namespace ovelo

@@ -23,8 +23,10 @@ private:
     void build();
     void refresh(const std::string& property);
     void refreshAll();
+    void refreshLamp();
 
     Network& network_;
+    QLabel* lamp_ = nullptr;
     QLabel* networkStatus_ = nullptr;
     QLabel* bonjourStatus_ = nullptr;
     QLabel* ipAddr_ = nullptr;

@@ -1,0 +1,60 @@
+#!/bin/bash
+# The program on an X server: its window appears, cannot be closed, and Ctrl+Q ends the program with status 0.
+# Usage: WindowXvfbTest.sh PROGRAM
+
+program=$1
+source "$(dirname "$0")/sandbox.sh"
+
+coproc XVFB { exec Xvfb -displayfd 1 -screen 0 1280x900x24 -nolisten tcp 2>/dev/null; }
+xvfb=$XVFB_PID
+read -r -t 10 number <&"${XVFB[0]}" || { fail "no X server"; finish; }
+export DISPLAY=:$number
+
+window_named() {
+    window=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1) && [[ -n $window ]]
+}
+
+press() {
+    # There is no window manager to give anybody the keyboard.
+    xdotool windowfocus --sync "$window" key "$1"
+}
+
+# With an account: the main window.
+store_account
+"$program" &
+pid=$!
+until_true 15 window_named '^Ovelo$' || fail "no main window"
+until_true 10 listens "$pid" || fail "does not listen"
+press ctrl+comma
+until_true 10 window_named '^Ovelo Options$' || fail "no options"
+press Escape
+until_true 10 window_named '^Ovelo$' || fail "the main window is gone"
+press ctrl+q
+expect_exit "$pid" 3000 "Ctrl+Q"
+
+# Without one: the account window, which Escape answers with the end.
+rm -f "$settings"
+"$program" &
+pid=$!
+until_true 15 window_named '^Welcome to Ovelo$' || fail "no account window"
+listens "$pid" && fail "listens without an account"
+press Escape
+expect_exit "$pid" 3000 "account window refused"
+
+# Filled in: the e-mail, the password, OK; and then a signal.
+"$program" &
+pid=$!
+until_true 15 window_named '^Welcome to Ovelo$' || fail "no account window"
+xdotool windowfocus --sync "$window" type --delay 5 'me@example.org'
+press Tab
+xdotool type --delay 5 'secret'
+press Return
+until_true 10 listens "$pid" || fail "does not go on with the account"
+until_true 10 window_named '^Ovelo$' || fail "no main window after the account"
+grep -q '^email=me@example.org$' "$settings" || fail "the account is not stored"
+kill -TERM "$pid"
+expect_exit "$pid" 3000 "SIGTERM"
+
+kill "$xvfb"
+wait "$xvfb" 2>/dev/null
+finish

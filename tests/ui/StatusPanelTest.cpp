@@ -1,0 +1,45 @@
+#include "ui/StatusPanel.h"
+
+#include "ui/DocumentFixture.h"
+
+#include <QLabel>
+
+namespace ovelo {
+
+class StatusPanelTest : public DocumentFixture {
+protected:
+    std::string text(const char* label) const {
+        return child<QLabel>(panel_, label).text().toStdString();
+    }
+
+    Network& network_ = document_.network();
+    StatusPanel panel_{network_};
+};
+
+TEST_F(StatusPanelTest, SaysWhatIsNotKnownYet) {
+    EXPECT_EQ(text("networkStatus"), "Not started");
+    EXPECT_EQ(text("bonjourStatus"), "Not announced");
+    EXPECT_EQ(text("ipAddr"), "Not known");
+    EXPECT_EQ(text("externalIpPort"), "Not known");
+}
+
+TEST_F(StatusPanelTest, EachTextHasItsPlace) {
+    network_.setNetworkStatus("Waiting for connection...");
+    network_.setBonjourStatus("Bonjour service started...");
+    network_.setIPAddr("192.168.1.20:1726");
+    network_.setExternalIpPort("203.0.113.9:1726");
+
+    EXPECT_EQ(text("networkStatus"), "Waiting for connection...");
+    EXPECT_EQ(text("bonjourStatus"), "Bonjour service started...");
+    EXPECT_EQ(text("ipAddr"), "192.168.1.20:1726");
+    EXPECT_EQ(text("externalIpPort"), "203.0.113.9:1726");
+}
+
+TEST_F(StatusPanelTest, TextFromOutsideIsNeverTakenAsMarkup) {
+    network_.setNetworkStatus("Accepted connection (T) from <b>x</b>");
+
+    EXPECT_EQ(child<QLabel>(panel_, "networkStatus").textFormat(), Qt::PlainText);
+    EXPECT_EQ(text("networkStatus"), "Accepted connection (T) from <b>x</b>");
+}
+
+} // namespace ovelo
