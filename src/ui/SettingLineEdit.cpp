@@ -19,6 +19,7 @@ SettingLineEdit::SettingLineEdit(Settings& settings, std::string key, Check chec
 }
 
 void SettingLineEdit::commit() {
+    setModified(false);
     const QString entered = text().trimmed();
     if (entered == stored()) {
         setText(entered);
@@ -35,7 +36,7 @@ void SettingLineEdit::commit() {
 
 void SettingLineEdit::refresh() {
     // What the user is typing is not taken away; leaving the line settles it.
-    if (hasFocus() && isModified()) {
+    if (isModified()) {
         return;
     }
     if (text() != stored()) {

@@ -1,11 +1,14 @@
 #include "ui/CapturePreview.h"
 
+#include "fakes/FakeCapture.h"
 #include "fakes/QtWait.h"
 #include "platform/CaptureSession.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -119,14 +122,28 @@ TEST_F(CapturePreviewTest, SaysWhyThereIsNoPicture) {
     EXPECT_NE(with, preview_.grab().toImage());
 }
 
-TEST_F(CapturePreviewTest, LetsTheSessionGoBeforeItEnds) {
+TEST_F(CapturePreviewTest, TheSessionGoesOnWithoutIt) {
+    const auto camera = std::make_shared<FakeDevice>(MediaType::Video, "Camera");
     CaptureSession session;
-    {
-        CapturePreview preview;
-        preview.setSession(session);
-    }
-    // A handler that were left would be called with a widget that is gone.
-    session.setPreview({});
+    int pictures = 0;
+    session.setVideoOutput([&](const VideoFrame&) { ++pictures; });
+    ASSERT_FALSE(session.addInput(std::make_shared<CaptureDeviceInput>(camera)));
+    session.startRunning();
+    auto preview = std::make_unique<CapturePreview>();
+    preview->setSession(session);
+    preview->show();
+    ASSERT_TRUE(runLoopUntil([&] {
+        camera->handler(picture(7));
+        return preview->showsPicture();
+    }));
+
+    preview.reset();
+    pictures = 0;
+    const VideoFrame frame = picture(8);
+    camera->handler(frame);
+
+    EXPECT_EQ(pictures, 1);
+    EXPECT_EQ(frame.owner.use_count(), 1);
 }
 
 } // namespace ovelo

@@ -192,8 +192,8 @@ TEST_F(MainWindowTest, WithoutADisplayAnErrorIsPrinted) {
 }
 
 TEST_F(MainWindowTest, ADeviceThatCannotBeOpenedIsReported) {
-    const auto broken = devices_.plugIn(MediaType::Video, "Broken Camera");
-    broken->refusal = Failure{"Permission denied"};
+    const auto broken = devices_.add(MediaType::Video, "Broken Camera");
+    broken->failure = Failure{"Permission denied"};
     const auto window = makeWindow();
 
     document_.sources().setSelectedVideoDevice(broken);
@@ -236,7 +236,9 @@ TEST_F(MainWindowTest, EveryControlHasAKeyOfItsOwnAndCanBeReachedByTab) {
             }
             if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
                 claim(button->text());
-                EXPECT_NE(button->focusPolicy() & Qt::TabFocus, 0) << button->text().toStdString();
+                EXPECT_TRUE(button->text().isEmpty() || // a menu bar's own
+                            (button->focusPolicy() & Qt::TabFocus) != 0)
+                    << button->text().toStdString();
             } else if (const auto* label = qobject_cast<const QLabel*>(widget)) {
                 claim(label->buddy() != nullptr ? label->text() : QString());
             } else if (qobject_cast<const QLineEdit*>(widget) != nullptr ||

@@ -12,6 +12,7 @@ namespace ovelo {
 class PortFieldTest : public DocumentFixture {
 protected:
     PortFieldTest() {
+        settle(); // the default port was stored
         field_.show();
         edit_.setFocus();
     }

@@ -58,8 +58,8 @@ TEST_F(SourcesPanelTest, AChoiceOfAViewerIsShown) {
 }
 
 TEST_F(SourcesPanelTest, AChoiceThatFailsLeavesNothingChosen) {
-    const auto broken = devices_.plugIn(MediaType::Video, "Broken Camera");
-    broken->refusal = Failure{"Permission denied"};
+    const auto broken = devices_.add(MediaType::Video, "Broken Camera");
+    broken->failure = Failure{"Permission denied"};
     document_.sources().refreshDevices();
     settle();
 
@@ -71,19 +71,19 @@ TEST_F(SourcesPanelTest, AChoiceThatFailsLeavesNothingChosen) {
 }
 
 TEST_F(SourcesPanelTest, FollowsDevicesThatComeAndGo) {
-    devices_.unplugAll(MediaType::Video);
-    devices_.plugIn(MediaType::Sound, "Headset");
+    devices_.all.clear();
+    devices_.add(MediaType::Sound, "Headset");
     document_.sources().refreshDevices();
     settle();
 
     EXPECT_EQ(video_.count(), 0);
     EXPECT_FALSE(video_.isEnabled());
     EXPECT_EQ(video_.placeholderText().toStdString(), "No camera found");
-    EXPECT_EQ(audio_.count(), 3);
+    EXPECT_EQ(items(audio_).join(QLatin1Char('|')).toStdString(), "Headset");
 }
 
 TEST_F(SourcesPanelTest, ACameraWithSoundOfItsOwnTakesTheMicrophonesPlace) {
-    document_.sources().setSelectedVideoDevice(devices_.plugIn(MediaType::Muxed, "Camcorder"));
+    document_.sources().setSelectedVideoDevice(devices_.add(MediaType::Muxed, "Camcorder"));
     settle();
 
     EXPECT_FALSE(audio_.isEnabled());
