@@ -2,6 +2,7 @@
 
 #include "platform/Clock.h"
 #include "platform/Data.h"
+#include "platform/Result.h"
 #include "platform/VideoFrame.h"
 
 #include <functional>
@@ -23,7 +24,10 @@ public:
 
 class Bitmap;
 
-/// Makes viewer pictures of camera frames: 320 x 240, turned and labelled as the settings say, JPEG at 0.4.
+/// Makes viewer pictures of camera frames: 320 x 240, turned and labelled as the settings say, JPEG
+/// at 0.4.
+///
+/// Nothing is drawn or encoded for a frame that nobody will see.
 ///
 /// thread  the capture thread, one frame at a time
 class FramePipeline final {
@@ -32,24 +36,34 @@ public:
         const Settings& settings;
         const Clock& clock;
         FrameSink& sink;
-        /// True while a recording is played to viewers: live frames are dropped then.
+        /// True while a recording is played to viewers: live frames are dropped then. May be empty.
         std::function<bool()> playbackStarted;
         /// Sees every live frame before anything else; may be empty.
         std::function<void(const VideoFrame&)> motion;
-        /// The video device's name, if there is a device.
+        /// The video device's name, if there is a device. May be empty.
         std::function<std::optional<std::string>()> deviceName;
     };
 
     explicit FramePipeline(Environment environment) : environment_(std::move(environment)) {}
 
+    /// Takes one frame through all steps.
+    ///
+    /// errors  a frame that cannot be encoded is left out, and said once on standard error
     void captureOutput(const VideoFrame& frame);
 
-private:
-    [[nodiscard]] Bitmap workingPicture(const VideoFrame& frame) const;
+    /// Draws the date and time at the lower edge.
     void AddTimeStamp(Bitmap& picture, float width, float height) const;
+
+    /// Draws the video device's name at the upper left; nothing when there is no device.
     void AddDeviceName(Bitmap& picture, float width, float height) const;
 
+private:
+    [[nodiscard]] bool isSentAsItIs(const VideoFrame& frame) const;
+    [[nodiscard]] Bitmap workingPicture(const VideoFrame& frame) const;
+    [[nodiscard]] Result<Data> viewerPicture(const VideoFrame& frame) const;
+
     Environment environment_;
+    bool failed_ = false; // the last frame that was to be sent
 };
 
 } // namespace ovelo
