@@ -31,7 +31,7 @@ CapturePreview::CapturePreview(QWidget* parent) : QWidget(parent), missing_(new 
     setAttribute(Qt::WA_OpaquePaintEvent);
     missing_->setSingleShot(true);
     missing_->setInterval(kPatience);
-    connect(missing_, &QTimer::timeout, this, &CapturePreview::dropPicture);
+    connect(missing_, &QTimer::timeout, this, &CapturePreview::clear);
 }
 
 CapturePreview::~CapturePreview() {
@@ -98,7 +98,7 @@ void CapturePreview::present() {
     update(pictureArea().toAlignedRect());
 }
 
-void CapturePreview::dropPicture() {
+void CapturePreview::clear() {
     missing_->stop();
     shown_ = {};
     update();
@@ -117,7 +117,7 @@ void CapturePreview::reconsider() {
     // The camera gets its picture memory back.
     const std::scoped_lock lock(newestLock_);
     newest_ = {};
-    dropPicture();
+    clear();
 }
 
 void CapturePreview::showEvent(QShowEvent* event) {

@@ -33,6 +33,9 @@ public:
     /// What is said while there is no picture.
     void setMessage(const QString& message);
 
+    /// Forgets the picture that is shown, because its camera is not the source any more.
+    void clear();
+
     /// Keeps the picture for the next time that the screen is drawn. Any thread, one call at a
     /// time.
     void takeFrame(const VideoFrame& frame);
@@ -56,7 +59,6 @@ private:
 
     void reconsider();
     void present();
-    void dropPicture();
     [[nodiscard]] bool canBeSeen() const;
     [[nodiscard]] QRectF pictureArea() const;
 

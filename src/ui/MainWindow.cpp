@@ -225,6 +225,9 @@ void MainWindow::documentChanged(const std::string& property) {
 
 void MainWindow::refreshPreview() {
     const bool chosen = environment_.document.sources().selectedVideoDevice() != nullptr;
+    if (!chosen) {
+        preview_->clear();
+    }
     preview_->setMessage(chosen ? u"No picture\n\nThe camera sends none at the moment."_s
                                 : u"No picture\n\nConnect a camera, or choose one."_s);
 }

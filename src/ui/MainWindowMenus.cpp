@@ -90,6 +90,7 @@ void MainWindow::about() {
     box->setInformativeText(
         u"Turns this computer and its camera into a surveillance camera that you "
         "watch from your phone."_s);
+    box->setStandardButtons(QMessageBox::Ok);
     box->setAttribute(Qt::WA_DeleteOnClose);
     layouts::plainButtons(*box);
     box->open();

@@ -14,6 +14,7 @@
 
 #include <QTimer>
 
+#include <clocale>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -23,6 +24,9 @@ namespace ovelo {
 OveloApplication::OveloApplication(int& argc, char** argv, TerminationSignals& signals)
     : application_(argc, argv)
     , signals_(signals) {
+    // Qt has set the user's; numbers in settings and from viewers are written with a point
+    // everywhere.
+    std::setlocale(LC_NUMERIC, "C");
     QApplication::setApplicationName(u"Ovelo"_s);
     QApplication::setApplicationVersion(QStringLiteral(OVELO_VERSION));
     QApplication::setDesktopFileName(u"ovelo"_s);
@@ -63,10 +67,12 @@ void OveloApplication::makePrompt(bool onScreen) {
 
 void OveloApplication::makeDocument() {
     Settings& settings = Settings::sharedInstance();
-    devices_ = CaptureDevices::create(settings);
+    Logger& log = Logger::sharedInstance();
+    devices_ =
+        CaptureDevices::create(settings, [&log](const std::string& line) { log.write(line); });
     document_ = std::make_unique<MyDocument>(MyDocument::Environment{
         .settings = settings,
-        .log = Logger::sharedInstance(),
+        .log = log,
         .clock = Clock::system(),
         .devices = *devices_,
         .cameras = nullptr,
