@@ -14,17 +14,21 @@ namespace ovelo {
 
 namespace {
 
-/// One call on its way; `finished` and `failure` are guarded by the queue's lock.
+/// One call on its way. Each has a waiting place of its own: a thousand waiting threads must not
+/// all wake for one.
 struct Call {
+    explicit Call(MainThread::Task what) : task(std::move(what)) {}
+
     MainThread::Task task;
-    bool finished = false;
-    std::exception_ptr failure;
+    bool finished = false;      // guarded by the queue's lock
+    std::exception_ptr failure; // likewise
+    std::condition_variable done;
 };
 
 /// The calls that wait for the main thread. A leaf: nothing else is locked while its lock is held.
 struct Calls {
     std::mutex lock;
-    std::condition_variable changed;
+    std::condition_variable added;
     std::deque<std::shared_ptr<Call>> waiting;
     MainThread::Task wake;
     std::thread::id thread;
@@ -42,7 +46,7 @@ void finish(Calls& state, Call& call, std::exception_ptr failure) {
         call.finished = true;
         call.failure = std::move(failure);
     }
-    state.changed.notify_all();
+    call.done.notify_one();
 }
 
 std::size_t countOf(Calls& state) {
@@ -62,7 +66,7 @@ std::shared_ptr<Call> nextCall(Calls& state) {
 
 /// return  null when the main loop has ended
 std::shared_ptr<Call> enqueue(Calls& state, MainThread::Task task) {
-    auto call = std::make_shared<Call>(Call{std::move(task), false, nullptr});
+    auto call = std::make_shared<Call>(std::move(task));
     MainThread::Task wake;
     {
         const std::lock_guard lock(state.lock);
@@ -72,7 +76,7 @@ std::shared_ptr<Call> enqueue(Calls& state, MainThread::Task task) {
         state.waiting.push_back(call);
         wake = state.wake;
     }
-    state.changed.notify_all();
+    state.added.notify_one();
     if (wake) {
         wake();
     }
@@ -101,7 +105,9 @@ void MainThread::end() {
             call->finished = true;
         }
     }
-    state.changed.notify_all();
+    for (const auto& call : dropped) {
+        call->done.notify_one();
+    }
 }
 
 bool MainThread::isCurrent() {
@@ -122,7 +128,7 @@ void MainThread::performAndWait(const Task& task) {
         return;
     }
     std::unique_lock lock(state.lock);
-    state.changed.wait(lock, [&] { return call->finished; });
+    call->done.wait(lock, [&] { return call->finished; });
     if (call->failure) {
         std::rethrow_exception(call->failure);
     }
@@ -134,7 +140,8 @@ void MainThread::perform(Task task) {
 
 void MainThread::serve() {
     Calls& state = calls();
-    // What a call adds waits for the next turn, so that calls that breed calls cannot starve the loop.
+    // What a call adds waits for the next turn, so that calls that breed calls cannot starve the
+    // loop.
     for (std::size_t left = countOf(state); left > 0; --left) {
         const auto call = nextCall(state);
         if (!call) {
@@ -160,7 +167,7 @@ bool MainThread::serveUntil(const std::function<bool()>& done, std::chrono::mill
         }
         serve();
         std::unique_lock lock(state.lock);
-        state.changed.wait_for(lock, kTurn, [&] { return !state.waiting.empty(); });
+        state.added.wait_for(lock, kTurn, [&] { return !state.waiting.empty(); });
     }
     return true;
 }

@@ -112,9 +112,10 @@ void NetworkInstance::flush(Socket& socket) {
 }
 
 void NetworkInstance::tearDown(Socket& socket) {
-    MainThread::performAndWait([this] { environment_.document.clientDisconnected(); });
-    MainThread::performAndWait(
-        [this] { environment_.network.setNetworkStatus("Waiting for connection..."); });
+    MainThread::performAndWait([this] {
+        environment_.document.clientDisconnected();
+        environment_.network.setNetworkStatus("Waiting for connection...");
+    });
     socket.close();
     {
         const MutexLock lock(lock_);

@@ -38,8 +38,8 @@ TEST(StartAndStopTest, DemoCameraShowsMovingPictures) {
     }
     EXPECT_TRUE(moved);
     viewer.pictureAfter("");
-    EXPECT_EQ(viewer.lastLine,
-              "DATA_SOURCE|Demo Camera|OVELO_DEMO|v|1|Demo Microphone|OVELO_DEMO|a|1")
+    EXPECT_EQ(viewer.lastLine, "DATA_SOURCE|Demo Camera|Ovelo Demo Camera|v|1|"
+                               "Demo Microphone|Ovelo Demo Microphone|a|1")
         << "the demo devices, both chosen";
     EXPECT_EQ(program.terminate(), 0);
 }

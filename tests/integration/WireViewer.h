@@ -15,7 +15,8 @@ public:
     /// Connects and asks for pictures at once and as often as there are any. The server must have
     /// no password.
     explicit WireViewer(std::uint16_t port) : peer_(port) {
-        greeting = peer_.line().value_or("") + "\n" + peer_.line().value_or("");
+        greeting = peer_.line().value_or("") + "\n";
+        greeting += peer_.line().value_or("");
         peer_.send("Sync,0.000025\nFrameRate,100\n");
     }
 
