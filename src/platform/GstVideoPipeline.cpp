@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -33,6 +34,8 @@ struct GstVideoPipeline::Shared {
 namespace {
 
 constexpr GstClockTime kFirstPicturePatience = 2 * GST_SECOND;
+constexpr auto kReasonPatience = std::chrono::milliseconds(200);
+constexpr const char* kNoReason = "The source cannot be started.";
 
 /// Lets a C callback hold what it needs: give `hold(object)` as its data and `drop` as its release.
 template <typename T>
@@ -221,20 +224,27 @@ std::optional<Failure> GstVideoPipeline::waitForFirstPicture() {
 }
 
 Failure GstVideoPipeline::takeFailure() {
-    const std::lock_guard guard(shared_->lock);
-    for (const auto& event : shared_->events) {
-        if (event.kind == PipelineEvent::Kind::Failed) {
-            return Failure{event.text};
+    std::optional<Failure> found;
+    const auto isTold = [&] {
+        const auto event = std::find_if(
+            shared_->events.begin(), shared_->events.end(),
+            [](const PipelineEvent& one) { return one.kind == PipelineEvent::Kind::Failed; });
+        if (event != shared_->events.end()) {
+            found = Failure{event->text};
         }
-    }
-    return Failure{"The source cannot be started."};
+        return found.has_value();
+    };
+    std::unique_lock guard(shared_->lock);
+    // A thread of the source may fail the state change a moment before it says why.
+    shared_->changed.wait_for(guard, kReasonPatience, isTold);
+    return found.value_or(Failure{kNoReason});
 }
 
 void GstVideoPipeline::play() {
     const auto outcome = gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING);
     if (outcome == GST_STATE_CHANGE_FAILURE) {
         // Mostly said by a message already; the second of two is never read.
-        shared_->add({PipelineEvent::Kind::Failed, "The source cannot be started."});
+        shared_->add({PipelineEvent::Kind::Failed, kNoReason});
     }
 }
 

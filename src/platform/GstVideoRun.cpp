@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 constexpr int kStallChecks = 10;        // within the time of a stall
 constexpr std::uint64_t kMovingLap = 2; // pictures; a file with fewer is a still
 constexpr auto kStillPause = 1000ms;    // between two showings of a still
+constexpr auto kShortestLap = 20ms;     // so that a movie without a length does not spin
 
 long long wholeSeconds(std::chrono::milliseconds time) {
     return std::chrono::round<std::chrono::seconds>(time).count();
@@ -70,6 +71,9 @@ void GstVideoRun::run(const std::stop_token& stop) {
             break; // asked to stop
         }
         setPipeline(nullptr);
+        if (std::exchange(mustRebuild_, false)) {
+            continue;
+        }
         if (!environment_.origin.isNetwork()) {
             environment_.ended(*reason);
             break;
@@ -135,13 +139,14 @@ std::optional<std::string> GstVideoRun::take(const PipelineEvent& event,
 
 std::optional<std::string> GstVideoRun::startFileAgain(bool seamless, const std::stop_token& stop) {
     const std::uint64_t pictures = delivery_->pictures();
-    if (pictures - std::exchange(lapBegan_, pictures) < kMovingLap) {
-        wait(kStillPause, stop); // a still would be shown again and again without a rest
-    }
+    const bool isStill = pictures - std::exchange(lapBegan_, pictures) < kMovingLap;
+    // A seamless lap is read long before it is shown, so its pictures say nothing.
+    wait(!seamless && isStill ? kStillPause : kShortestLap, stop);
     if (stop.stop_requested() || pipeline_->rewind(seamless)) {
         return std::nullopt;
     }
-    return "The file cannot be played again.";
+    mustRebuild_ = true; // a still cannot be positioned, but shown anew
+    return "The file cannot be positioned.";
 }
 
 bool GstVideoRun::hasStalled() {

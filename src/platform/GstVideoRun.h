@@ -85,6 +85,7 @@ private:
     TimePoint lastProgress_;
     std::optional<TimePoint> flowingSince_;
     std::uint64_t lapBegan_ = 0; // pictures when the file was last started
+    bool mustRebuild_ = false;   // a file ended that starts again only as a new pipeline
 
     // Guarded by lock_, a leaf.
     std::mutex lock_;
