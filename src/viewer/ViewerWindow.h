@@ -33,6 +33,8 @@ public:
     void begin();
 
     [[nodiscard]] const PictureView& picture() const { return *view_; }
+    [[nodiscard]] PasswordDialog& passwordDialog() { return *passwordDialog_; }
+    [[nodiscard]] ServerChooser& chooser() { return *chooser_; }
 
 protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
@@ -65,6 +67,7 @@ private:
     void chooseSource(const std::string& name);
     void tick();
     void updateRate();
+    void showServer(const QString& text);
     [[nodiscard]] QString serverText() const;
 
     ViewerArguments arguments_;

@@ -26,6 +26,14 @@ QString ViewerWindow::serverText() const {
         .arg(arguments_.port);
 }
 
+/// Cuts what does not fit, which a narrow window on a large scale makes likely; the tool tip has it
+/// all.
+void ViewerWindow::showServer(const QString& text) {
+    serverLabel_->setToolTip(text);
+    serverLabel_->setText(
+        serverLabel_->fontMetrics().elidedText(text, Qt::ElideMiddle, serverLabel_->width()));
+}
+
 void ViewerWindow::linkChanged(const LinkState& state) {
     state_ = state;
     sinceState_.start();
@@ -63,7 +71,7 @@ void ViewerWindow::askPassword(bool wrong) {
 void ViewerWindow::passwordRefusedByUser() {
     link_.reset();
     open_ = false;
-    serverLabel_->setText(QStringLiteral("Not connected"));
+    showServer(QStringLiteral("Not connected"));
     view_->showMessage(
         QStringLiteral("Not connected: %1 asks for a password. Press F5 to try again.")
             .arg(serverText()));
@@ -131,7 +139,7 @@ void ViewerWindow::tick() {
         updateRate();
     }
     if (open_) {
-        serverLabel_->setText(QStringLiteral("Connected to %1").arg(serverText()));
+        showServer(QStringLiteral("Connected to %1").arg(serverText()));
         const auto limit = kStale + static_cast<qint64>(arguments_.delay * 1000);
         const bool shown = sincePicture_.isValid();
         const qint64 silence = shown ? sincePicture_.elapsed() : sinceState_.elapsed();
@@ -144,11 +152,11 @@ void ViewerWindow::tick() {
         const auto left = std::max<qint64>(state_.pause.count() - sinceState_.elapsed(), 0);
         const auto text = QStringLiteral("Not connected to %1: %2")
                               .arg(serverText(), QString::fromStdString(state_.reason));
-        serverLabel_->setText(QStringLiteral("Not connected"));
+        showServer(QStringLiteral("Not connected"));
         view_->showMessage(text +
                            QStringLiteral("\nTrying again in %1 s").arg((left + 999) / 1000));
     } else if (!passwordDialog_->isVisible()) {
-        serverLabel_->setText(QStringLiteral("Connecting to %1…").arg(serverText()));
+        showServer(QStringLiteral("Connecting to %1…").arg(serverText()));
         view_->showMessage(QStringLiteral("Connecting to %1…").arg(serverText()));
     }
 }

@@ -60,6 +60,7 @@ void ViewerWindow::connectTo(const std::string& host, std::uint16_t port) {
     }
     arguments_.host = host;
     arguments_.port = port;
+    setWindowTitle(QStringLiteral("%1 – Ovelo Viewer").arg(serverText()));
     open_ = false;
     link_.reset(); // the old connection ends before the new one begins
     passwordDialog_->hide();

@@ -82,7 +82,6 @@ int runWindow(const ViewerArguments& arguments, int argc, char** argv) {
     QApplication application(argc, argv);
     std::setlocale(LC_NUMERIC, "C"); // Qt has set the user's
     QApplication::setApplicationName(QStringLiteral("ovelo-viewer"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Ovelo Viewer"));
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("ovelo")));
     ovelo::ViewerWindow window(arguments);
     window.show();

@@ -1,0 +1,15 @@
+// The main function of tests that show widgets, on no display at all.
+
+#include <QApplication>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+int main(int argc, char** argv) {
+    ::qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    std::setlocale(LC_NUMERIC, "C"); // Qt has set the user's
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
