@@ -27,12 +27,6 @@ struct GstMonitor::Listener {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// A sound server that dies or comes back is not noticed by the library's monitor; a new one sees
-// it, and costs a few milliseconds.
-constexpr auto kRenewalInterval = 30s;
-
 void stopAndRelease(GstDeviceMonitor* monitor) {
     gst_device_monitor_stop(monitor);
     gst_object_unref(monitor);
@@ -75,7 +69,9 @@ std::set<std::string> keysOf(const std::vector<GstMonitor::Found>& devices) {
 
 } // namespace
 
-GstMonitor::GstMonitor() : listener_(std::make_shared<Listener>()) {
+GstMonitor::GstMonitor(std::chrono::milliseconds renewal)
+    : listener_(std::make_shared<Listener>())
+    , renewalInterval_(renewal) {
     GstRuntime::begin();
     monitor_ = startedMonitor();
     renewal_ = std::jthread([this](const std::stop_token& stop) { renewFromTimeToTime(stop); });
@@ -88,8 +84,12 @@ GstMonitor::~GstMonitor() {
 }
 
 std::vector<GstMonitor::Found> GstMonitor::devices() const {
-    const std::lock_guard guard(lock_);
-    return devicesOf(monitor_.get());
+    const std::unique_lock guard(lock_, std::try_to_lock);
+    const std::lock_guard known(knownLock_);
+    if (guard.owns_lock()) {
+        known_ = devicesOf(monitor_.get());
+    }
+    return known_;
 }
 
 void GstMonitor::watch(std::function<void()> changed) {
@@ -120,7 +120,7 @@ void GstMonitor::renewFromTimeToTime(const std::stop_token& stop) {
     std::mutex lock;
     std::unique_lock guard(lock);
     while (!stop.stop_requested()) {
-        stopped_.wait_for(guard, stop, kRenewalInterval, [] { return false; });
+        stopped_.wait_for(guard, stop, renewalInterval_, [] { return false; });
         if (!stop.stop_requested()) {
             renew();
         }
@@ -128,15 +128,15 @@ void GstMonitor::renewFromTimeToTime(const std::stop_token& stop) {
 }
 
 void GstMonitor::renew() {
-    auto fresh = startedMonitor();
-    bool isDifferent = false;
+    const auto before = devices();
     {
         const std::lock_guard guard(lock_);
-        isDifferent = keysOf(devicesOf(fresh.get())) != keysOf(devicesOf(monitor_.get()));
-        monitor_.swap(fresh);
+        // The library has one watcher of each kind, and a second monitor would share it: the former
+        // one has to stop first.
+        monitor_.reset();
+        monitor_ = startedMonitor();
     }
-    fresh.reset(); // the former one stops here
-    if (isDifferent) {
+    if (keysOf(devices()) != keysOf(before)) {
         listener_->tell();
     }
 }

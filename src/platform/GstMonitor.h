@@ -2,6 +2,7 @@
 
 #include "platform/GstTypes.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -27,13 +28,18 @@ public:
         std::shared_ptr<GstDevice> device;
     };
 
-    /// Makes GStreamer ready and begins to watch; takes about 10 ms.
-    GstMonitor();
+    /// Makes GStreamer ready and begins to watch; takes about 20 ms.
+    ///
+    /// renewal  how often everything is looked up anew: the library does not notice a sound server
+    /// that dies or comes
+    ///          back. A look-up takes a few milliseconds.
+    explicit GstMonitor(std::chrono::milliseconds renewal = std::chrono::seconds(30));
     ~GstMonitor();
     GstMonitor(const GstMonitor&) = delete;
     GstMonitor& operator=(const GstMonitor&) = delete;
 
-    /// The devices that are there now, each once; microphones before loopbacks.
+    /// The devices that are there now, each once; microphones before loopbacks. Never waits: while
+    /// everything is looked up anew it gives what it gave before.
     [[nodiscard]] std::vector<Found> devices() const;
 
     /// Calls `changed` on a thread of the library whenever devices() may give something else.
@@ -47,8 +53,11 @@ private:
     void renew();
 
     const std::shared_ptr<Listener> listener_; // outlives the library's last call
-    mutable std::mutex lock_;                  // guards monitor_
+    mutable std::mutex lock_;                  // guards monitor_; held while it is renewed
     std::shared_ptr<GstDeviceMonitor> monitor_;
+    mutable std::mutex knownLock_; // guards known_; a leaf
+    mutable std::vector<Found> known_;
+    const std::chrono::milliseconds renewalInterval_;
     std::condition_variable_any stopped_;
     std::jthread renewal_; // last: begins when all of the above is there
 };

@@ -1,0 +1,169 @@
+#include "platform/CaptureDevices.h"
+
+#include "fakes/FrameWatcher.h"
+#include "platform/MemorySettings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace ovelo {
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+class CaptureDevicesTest : public testing::Test {
+protected:
+    void SetUp() override {
+        MainThread::begin();
+        ::unsetenv("OVELO_DEMO");
+    }
+    void TearDown() override {
+        devices.reset();
+        MainThread::end();
+    }
+
+    void create(const Settings::Array& sources = {}) {
+        settings.setArray("captureSources", sources);
+        devices = CaptureDevices::create(settings);
+        devices->deviceWasConnected().connect([this] { ++connected; });
+        devices->deviceWasDisconnected().connect([this] { ++disconnected; });
+    }
+
+    void change(const Settings::Array& sources) {
+        settings.setArray("captureSources", sources);
+        settings.changed().emit();
+    }
+
+    Names names(MediaType type) {
+        Names list;
+        for (const auto& device : devices->devices(type)) {
+            list.push_back(device->localizedDisplayName());
+        }
+        return list;
+    }
+
+    MemorySettings settings;
+    std::unique_ptr<CaptureDevices> devices;
+    int connected = 0;
+    int disconnected = 0;
+};
+
+TEST_F(CaptureDevicesTest, ListsDescribedDevicesByKindInTheirOrder) {
+    create({"v|B|videotestsrc is-live=true", "a|Mic|audiotestsrc", "m|Both|file:///x.mov",
+            "v|A|videotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), (Names{"B", "A"}));
+    EXPECT_EQ(names(MediaType::Muxed), (Names{"Both"}));
+    EXPECT_EQ(names(MediaType::Sound), (Names{"Mic"}));
+    EXPECT_EQ(devices->devices(MediaType::Video)[0]->uniqueModelIdentifier(),
+              "videotestsrc is-live=true");
+}
+
+TEST_F(CaptureDevicesTest, GivesTheSameObjectAtEachCall) {
+    create({"v|A|videotestsrc", "v|A|videotestsrc"});
+    const auto first = devices->devices(MediaType::Video);
+    ASSERT_EQ(first.size(), 2U);
+    EXPECT_NE(first[0], first[1]);
+    EXPECT_EQ(devices->devices(MediaType::Video), first);
+}
+
+TEST_F(CaptureDevicesTest, LeavesMalformedItemsOutAndSaysSoOnce) {
+    testing::internal::CaptureStderr();
+    create({"v|A|videotestsrc", "x|secret|videotestsrc"});
+    change({"x|secret|videotestsrc", "v|B|videotestsrc"});
+    const std::string told = testing::internal::GetCapturedStderr();
+
+    EXPECT_EQ(names(MediaType::Video), (Names{"B"}));
+    EXPECT_EQ(told, "captureSources: item 2 is left out: its kind is not v, a or m.\n");
+}
+
+TEST_F(CaptureDevicesTest, FollowsTheSettingAndKeepsUnchangedDevices) {
+    create({"v|A|videotestsrc", "v|B|videotestsrc"});
+    const auto before = devices->devices(MediaType::Video);
+    change({"v|C|videotestsrc", "v|B|videotestsrc", "v|A|videotestsrc"});
+    EXPECT_EQ(connected, 1);
+    EXPECT_EQ(disconnected, 0);
+    change({"v|C|videotestsrc", "v|B|videotestsrc"});
+    EXPECT_EQ(connected, 1);
+    EXPECT_EQ(disconnected, 1);
+    settings.changed().emit();
+    EXPECT_EQ(connected + disconnected, 2);
+
+    EXPECT_EQ(names(MediaType::Video), (Names{"C", "B"}));
+    EXPECT_EQ(devices->devices(MediaType::Video)[1], before[1]);
+}
+
+TEST_F(CaptureDevicesTest, TakesAChangedSourceForAnotherDevice) {
+    create({"v|A|videotestsrc"});
+    const auto before = devices->devices(MediaType::Video);
+    change({"v|A|videotestsrc pattern=ball"});
+    EXPECT_EQ(connected, 1);
+    EXPECT_EQ(disconnected, 1);
+    EXPECT_NE(devices->devices(MediaType::Video), before);
+}
+
+TEST_F(CaptureDevicesTest, EndsADeviceInUseThatLeavesTheSetting) {
+    create({"v|A|videotestsrc is-live=true"});
+    const auto device = devices->devices(MediaType::Video).front();
+    FrameWatcher watcher;
+    Names ends;
+    device->ended().connect([&](const std::string& reason) { ends.push_back(reason); });
+    ASSERT_FALSE(device->open());
+    device->start(watcher.handler());
+    ASSERT_TRUE(watcher.waitFor(1));
+    change({});
+    EXPECT_EQ(ends, (Names{"The device was removed from the settings."}));
+    device->close();
+}
+
+TEST_F(CaptureDevicesTest, ListsASourceThatCannotBeOpenedAndFailsAtOpening) {
+    create({"v|Bad|nosuchelement", "a|Bad|nosuchelement", "a|Gone|file:///none.wav",
+            "a|Good|audiotestsrc", "a|Far|rtsp://127.0.0.1:1/cam"});
+    EXPECT_TRUE(devices->devices(MediaType::Video)[0]->open());
+    const auto sounds = devices->devices(MediaType::Sound);
+    EXPECT_THAT(sounds[0]->open().value_or(Failure{}).text,
+                testing::HasSubstr("no element \"nosuchelement\""));
+    EXPECT_EQ(sounds[1]->open().value_or(Failure{}).text, "Resource not found.");
+    EXPECT_FALSE(sounds[2]->open());
+    EXPECT_FALSE(sounds[3]->open());
+}
+
+TEST_F(CaptureDevicesTest, HasDemoDevicesAfterAllOthersOnRequest) {
+    create({"v|A|videotestsrc", "a|Mic|audiotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), (Names{"A"}));
+    devices.reset();
+    ::setenv("OVELO_DEMO", "0", 1);
+    create({"v|A|videotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), (Names{"A"}));
+    devices.reset();
+    ::setenv("OVELO_DEMO", "1", 1);
+    create({"v|A|videotestsrc", "a|Mic|audiotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), (Names{"A", "Demo Camera"}));
+    EXPECT_EQ(names(MediaType::Sound), (Names{"Mic", "Demo Microphone"}));
+    EXPECT_FALSE(devices->devices(MediaType::Sound)[1]->open());
+    ::unsetenv("OVELO_DEMO");
+}
+
+TEST_F(CaptureDevicesTest, TakesWhatWasPrepared) {
+    CaptureDevices::prepare();
+    create({"v|A|videotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), (Names{"A"}));
+}
+
+TEST_F(CaptureDevicesTest, EndsWithDevicesStillInUse) {
+    create({"v|A|videotestsrc is-live=true"});
+    const auto device = devices->devices(MediaType::Video).front();
+    FrameWatcher watcher;
+    ASSERT_FALSE(device->open());
+    device->start(watcher.handler());
+    devices.reset();
+    EXPECT_TRUE(watcher.waitFor(3));
+    device->close();
+}
+
+} // namespace
+
+} // namespace ovelo
