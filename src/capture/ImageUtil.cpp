@@ -5,19 +5,30 @@
 #include "capture/TextOverlay.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdint>
 
 namespace ovelo {
 
 namespace {
 
-/// The green of a pixel's grey: the mean of red, green and blue, rounded down, by two and a half,
-/// rounded down, at most 255.
+constexpr std::uint32_t kAlpha = 0xFF000000;
+constexpr int kMaxSum = 3 * 255;
+
+/// For each sum of red, green and blue the green that takes their place: their mean, rounded down,
+/// by two and a half, rounded down, at most 255.
+constexpr auto kNightVision = [] {
+    std::array<std::uint32_t, kMaxSum + 1> greens{};
+    for (std::uint32_t sum = 0; sum < greens.size(); ++sum) {
+        greens[sum] = std::min(sum / 3 * 5 / 2, 255U) << 8U;
+    }
+    return greens;
+}();
+
 std::uint32_t nightVision(std::uint32_t pixel) {
     const std::uint32_t sum = (pixel & 0xFFU) + (pixel >> 8U & 0xFFU) + (pixel >> 16U & 0xFFU);
-    const std::uint32_t grey = sum * 21846U >> 16U; // sum / 3, exact up to 3 * 255
-    const std::uint32_t bright = std::min(grey * 5U / 2U, std::uint32_t{255});
-    return (pixel & kOpaque) | bright << 8U;
+    return (pixel & kAlpha) | kNightVision[sum];
 }
 
 } // namespace
@@ -29,7 +40,7 @@ Bitmap ImageUtil::GetResizedImage(const VideoFrame& frame, float width, float he
 }
 
 void ImageUtil::SetNightVision(Bitmap& bitmap, float width, float height) {
-    const auto wanted = static_cast<std::size_t>(std::max(width * height, 0.0F));
+    const auto wanted = static_cast<std::size_t>(std::ceil(std::max(width * height, 0.0F)));
     const auto count = static_cast<int>(std::min(wanted, bitmap.size() / Bitmap::kBytesPerPixel));
     std::uint8_t* pixels = bitmap.data();
     for (int i = 0; i < count; ++i) {
@@ -41,7 +52,7 @@ void ImageUtil::AddText(Bitmap& bitmap, float width, float height, std::string_v
                         float y) {
     static TextOverlays overlays;
     const auto letters = text.substr(0, text.find('\0'));
-    if (letters.empty()) {
+    if (letters.empty() || width < 1 || height < 1) {
         return;
     }
     const TextPlacement placement{std::string(letters),

@@ -1,5 +1,6 @@
 #include "platform/Canvas.h"
 
+#include "platform/Assert.h"
 #include "platform/Console.h"
 
 #include <QFont>
@@ -22,6 +23,7 @@ namespace {
 constexpr auto kFormat = QImage::Format_ARGB32_Premultiplied;
 
 QImage imageOver(const Canvas::Surface& surface) {
+    OVELO_ASSERT(surface.width > 0 && surface.height > 0, "a canvas has an area");
     return {surface.pixels, surface.width, surface.height,
             static_cast<qsizetype>(surface.bytesPerRow), kFormat};
 }
@@ -42,9 +44,10 @@ QTransform rotation(double radians) {
     return {cosine, sine, -sine, cosine, 0, 0};
 }
 
+/// Without a style hint: Qt would prefer any serif font to the one of the same metrics that the
+/// system names.
 QFont fontOf(const Canvas::Lettering& lettering) {
     QFont font(QString::fromLatin1(lettering.family));
-    font.setStyleHint(QFont::Serif);
     font.setBold(lettering.bold);
     font.setPixelSize(lettering.size); // points would depend on the screen
     font.setHintingPreference(QFont::PreferNoHinting);

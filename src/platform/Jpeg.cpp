@@ -15,6 +15,7 @@ using Coder = CHandle<void, &tjDestroy>;
 
 constexpr int kMaxSide = 65500; // of the format as the library writes it
 constexpr int kBytesPerPixel = 4;
+constexpr int kMaxQuality = 100;
 
 Failure failureOf(const char* what, tjhandle coder) {
     return Failure{std::string(what) + ": " + tjGetErrorStr2(coder)};
@@ -22,11 +23,6 @@ Failure failureOf(const char* what, tjhandle coder) {
 
 tjhandle compressor() {
     thread_local const Coder coder(tjInitCompress());
-    return coder.get();
-}
-
-tjhandle decompressor() {
-    thread_local const Coder coder(tjInitDecompress());
     return coder.get();
 }
 
@@ -43,13 +39,14 @@ struct Header {
 
 /// The library says "read" of a picture that ends before its size is known, and leaves the size as
 /// it was.
-Result<Header> headerOf(std::span<const std::uint8_t> jpeg, const DecodeLimits& limits) {
+Result<Header> headerOf(tjhandle coder, std::span<const std::uint8_t> jpeg,
+                        const DecodeLimits& limits) {
     Header header;
     int subsampling = 0;
     int colourSpace = 0;
-    if (tjDecompressHeader3(decompressor(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
+    if (tjDecompressHeader3(coder, jpeg.data(), static_cast<unsigned long>(jpeg.size()),
                             &header.width, &header.height, &subsampling, &colourSpace) != 0) {
-        return failureOf("no JPEG", decompressor());
+        return failureOf("no JPEG", coder);
     }
     if (header.width <= 0 || header.height <= 0) {
         return Failure{"a JPEG without a size"};
@@ -66,6 +63,9 @@ Result<Header> headerOf(std::span<const std::uint8_t> jpeg, const DecodeLimits& 
 Result<Data> encode(const VideoFrame& picture, int quality) {
     if (!isEncodable(picture)) {
         return Failure{"no picture to encode"};
+    }
+    if (quality < 1 || quality > kMaxQuality) {
+        return Failure{"no such quality: " + std::to_string(quality)};
     }
     if (compressor() == nullptr) {
         return Failure{"no JPEG encoder"};
@@ -87,13 +87,15 @@ Result<Data> encode(const VideoFrame& picture, int quality) {
 }
 
 Result<VideoFrame> decode(std::span<const std::uint8_t> jpeg, const DecodeLimits& limits) {
-    if (decompressor() == nullptr) {
+    // One for each picture: after a failure the library goes on where it stopped, and fails again.
+    const Coder coder(tjInitDecompress());
+    if (!coder) {
         return Failure{"no JPEG decoder"};
     }
     if (jpeg.empty()) {
         return Failure{"no JPEG: it is empty"};
     }
-    const auto header = headerOf(jpeg, limits);
+    const auto header = headerOf(coder.get(), jpeg, limits);
     if (!header) {
         return Failure{header.error()};
     }
@@ -104,11 +106,11 @@ Result<VideoFrame> decode(std::span<const std::uint8_t> jpeg, const DecodeLimits
         std::make_shared<Bytes>(bytesPerRow * static_cast<std::size_t>(height), std::uint8_t{0});
     // Without a limit a small file of many scans takes minutes.
     const int outcome =
-        tjDecompress2(decompressor(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
+        tjDecompress2(coder.get(), jpeg.data(), static_cast<unsigned long>(jpeg.size()),
                       pixels->data(), width, 0, height, TJPF_RGBA, TJFLAG_LIMITSCANS);
-    const bool usable = limits.acceptDamaged && tjGetErrorCode(decompressor()) == TJERR_WARNING;
+    const bool usable = limits.acceptDamaged && tjGetErrorCode(coder.get()) == TJERR_WARNING;
     if (outcome != 0 && !usable) {
-        return failureOf("a damaged JPEG", decompressor());
+        return failureOf("a damaged JPEG", coder.get());
     }
     return VideoFrame{width, height, bytesPerRow, pixels->data(), pixels};
 }

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-/// JPEG pictures to and from RGBA. Any thread; each keeps its own coder.
+/// JPEG pictures to and from RGBA. Any thread; each keeps an encoder of its own.
 namespace ovelo::jpeg {
 
 /// What decode() accepts.
@@ -22,7 +22,7 @@ struct DecodeLimits {
 /// Encodes a picture with chroma at half size in both directions (4:2:0); alpha is left out.
 ///
 /// quality  1 to 100; a compression factor of 0.4 is 40
-/// errors   a picture without pixels, or larger than JPEG allows
+/// errors   a picture without pixels or larger than JPEG allows, or another quality
 Result<Data> encode(const VideoFrame& picture, int quality);
 
 /// Decodes a picture to opaque RGBA.
