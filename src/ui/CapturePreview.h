@@ -2,6 +2,7 @@
 
 #include "platform/VideoFrame.h"
 
+#include <QImage>
 #include <QWidget>
 
 #include <atomic>
@@ -40,7 +41,7 @@ public:
     /// time.
     void takeFrame(const VideoFrame& frame);
 
-    [[nodiscard]] bool showsPicture() const { return shown_.pixels != nullptr; }
+    [[nodiscard]] bool showsPicture() const { return !shown_.isNull(); }
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
@@ -65,11 +66,12 @@ private:
     CaptureSession* session_ = nullptr; // given, not owned
     QTimer* missing_ = nullptr;
     QString message_;
-    VideoFrame shown_;
+    QImage shown_;
     bool live_ = true;
 
     // The capture thread's side.
     std::atomic<bool> wanted_{false};
+    std::atomic<bool> watched_{false};
     std::atomic<bool> woken_{false};
     Steady::time_point lastWake_; // the capture thread's alone
     std::mutex newestLock_;

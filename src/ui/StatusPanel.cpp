@@ -30,8 +30,21 @@ QLabel* statusLabel(const QString& objectName, const QString& accessibleName) {
     return label;
 }
 
+/// Service names and addresses are words that no line may hold: this lets them be broken at their
+/// dots and underscores.
+QString breakable(const QString& text) {
+    constexpr int kLongWord = 24;
+    QStringList words = text.split(u' ');
+    for (QString& word : words) {
+        if (word.size() > kLongWord) {
+            word.replace(u"."_s, u".\u200b"_s).replace(u"_"_s, u"_\u200b"_s);
+        }
+    }
+    return words.join(u' ');
+}
+
 void setStatus(QLabel& label, const std::string& text, const QString& whenEmpty) {
-    label.setText(text.empty() ? whenEmpty : toQt(text).trimmed());
+    label.setText(text.empty() ? whenEmpty : breakable(toQt(text).trimmed()));
     label.setForegroundRole(text.empty() ? QPalette::PlaceholderText : QPalette::WindowText);
 }
 
@@ -54,6 +67,7 @@ void StatusPanel::build() {
     lamp_ = new QLabel(QString(QChar(kLamp)));
     lamp_->setObjectName(u"serverLamp"_s);
     auto* form = layouts::form();
+    form->setLabelAlignment(Qt::AlignLeft | Qt::AlignTop);
     auto* viewers = new QHBoxLayout;
     viewers->setSpacing(6);
     viewers->addWidget(lamp_, 0, Qt::AlignTop);

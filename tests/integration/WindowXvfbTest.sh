@@ -28,6 +28,8 @@ until_true 10 listens "$pid" || fail "does not listen"
 press ctrl+comma
 until_true 10 window_named '^Ovelo Options$' || fail "no options"
 press Escape
+gone() { ! window_named '^Ovelo Options$'; }
+until_true 10 gone || fail "the options do not close"
 until_true 10 window_named '^Ovelo$' || fail "the main window is gone"
 press ctrl+q
 expect_exit "$pid" 3000 "Ctrl+Q"
@@ -54,6 +56,21 @@ until_true 10 window_named '^Ovelo$' || fail "no main window after the account"
 grep -q '^email=me@example.org$' "$settings" || fail "the account is not stored"
 kill -TERM "$pid"
 expect_exit "$pid" 3000 "SIGTERM"
+
+# As a background agent it has no window, and does everything else. The resources are found beside the program.
+mkdir -p "$sandbox/bin" "$sandbox/share"
+cp "$program" "$sandbox/bin/ovelo"
+cp -r "$(dirname "$program")/../share/ovelo" "$sandbox/share/"
+sed -i '/NSUIElement/{n;s/0/1/}' "$sandbox/share/ovelo/Contents/Info.plist"
+"$sandbox/bin/ovelo" &
+pid=$!
+until_true 15 listens "$pid" || fail "the agent does not listen"
+for _ in {1..25}; do
+    window_named '^Ovelo$' && fail "the agent shows its window" && break
+    sleep 0.02
+done
+kill -TERM "$pid"
+expect_exit "$pid" 3000 "agent"
 
 kill "$xvfb"
 wait "$xvfb" 2>/dev/null

@@ -35,6 +35,23 @@ TEST_F(StatusPanelTest, EachTextHasItsPlace) {
     EXPECT_EQ(text("externalIpPort"), "203.0.113.9:1726");
 }
 
+TEST_F(StatusPanelTest, ALongNameIsBrokenIntoLinesAndNotCutOff) {
+    panel_.setFixedWidth(360);
+    panel_.show();
+    network_.setBonjourStatus(
+        "Bonjour service error ._lumenwatch._tcp._lumenwatch_1795212345, code");
+    settle();
+
+    const auto& label = child<QLabel>(panel_, "bonjourStatus");
+    const QString word = label.text().section(QLatin1Char(' '), 3, 3);
+    for (const QString& part : word.split(QChar(0x200b))) {
+        EXPECT_LT(label.fontMetrics().horizontalAdvance(part), label.width());
+    }
+    EXPECT_EQ(QString(word).remove(QChar(0x200b)).toStdString(),
+              "._lumenwatch._tcp._lumenwatch_1795212345,");
+    EXPECT_GT(word.count(QChar(0x200b)), 0);
+}
+
 TEST_F(StatusPanelTest, TextFromOutsideIsNeverTakenAsMarkup) {
     network_.setNetworkStatus("Accepted connection (T) from <b>x</b>");
 
