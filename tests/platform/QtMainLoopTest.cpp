@@ -90,7 +90,7 @@ TEST(QtMainLoopTest, ItsEndReleasesACallerThatWaits) {
 }
 
 TEST(QtMainLoopTest, ThreadsMayCallWhileItEnds) {
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 8; ++round) {
         auto loop = std::make_unique<QtMainLoop>();
         std::atomic<int> running = 0;
         std::vector<std::jthread> callers;
