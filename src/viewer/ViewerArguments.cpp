@@ -11,7 +11,7 @@ namespace ovelo {
 
 namespace {
 
-constexpr double kLongestDelay = 60; // seconds; servers keep every picture of that time in memory
+constexpr double kLongestDelay = 30;    // seconds; servers keep 600 pictures at most
 constexpr double kLongestTimeout = 1e6; // seconds
 constexpr double kSlowest = 5;          // pictures a second
 constexpr double kFastest = 20;
@@ -210,7 +210,7 @@ The port is 1726 unless given.
                        N is more than 1; with --text alone: end after N pictures
   --password TEXT      the server's password; other users of this computer may see it in the
                        list of processes, so rather leave it out and type it when asked
-  --delay SECONDS      how long the server holds pictures back, 0 (none, the default) to 60
+  --delay SECONDS      how long the server holds pictures back, 0 (none, the default) to 30
   --frame-rate N       pictures a second, 5 to 20
   --source NAME        choose a camera by its name, for every viewer of this server
   --send LINE          send a line of the protocol; may be given several times

@@ -58,6 +58,8 @@ void ViewerClient::close() {
     const MutexLock lock(lock_);
     connection_.close();
     phase_ = Phase::Closed;
+    streaming_ = false;
+    reviving_ = false;
     outgoing_.clear();
     writeFailure_.clear();
 }
@@ -75,6 +77,7 @@ std::optional<ViewerEvent> ViewerClient::next(std::chrono::milliseconds timeout)
             return lose("the server does not say anything");
         }
         keepAlive();
+        revive();
         if (!await(std::min(deadline, nextDuty()))) {
             return std::nullopt;
         }
@@ -101,6 +104,8 @@ ViewerEvent ViewerClient::handle(ViewerStream::Item item) {
     if (phase() == Phase::Greeting) {
         return lose("this is not a viewer server: it sends a block instead of a greeting");
     }
+    const MutexLock lock(lock_);
+    lastPicture_ = Clock::now();
     return std::get<ViewerBlock>(std::move(item));
 }
 
@@ -122,6 +127,7 @@ ViewerEvent ViewerClient::handleGreeting(std::string line) {
     const MutexLock lock(lock_);
     if (!passwordNeeded) {
         openSessionLocked();
+        streaming_ = true;
         return GreetingEvent{std::move(line), false};
     }
     phase_ = Phase::Password;
@@ -135,10 +141,16 @@ ViewerEvent ViewerClient::handleGreeting(std::string line) {
 ViewerEvent ViewerClient::handleAuthentication(std::string line) {
     const bool accepted = line == "AUTH_OK";
     const MutexLock lock(lock_);
+    const bool revived = std::exchange(reviving_, false);
+    if (accepted && revived) {
+        sendLocked("Start,");
+        return TextEvent{std::move(line)};
+    }
     if (accepted) {
         password_ = sentPassword_;
         openSessionLocked();
     } else {
+        phase_ = Phase::Password;
         password_.clear();
     }
     return AuthenticationEvent{std::move(line), accepted};
@@ -169,7 +181,10 @@ ViewerClient::Clock::time_point ViewerClient::nextDuty() const {
         return Clock::time_point{}; // nothing more is waited for, only what is there is read
     }
     const auto hello = lastSent_ + options_.keepAlive;
-    return phase_ == Phase::Greeting ? std::min(hello, greetingDeadline_) : hello;
+    if (phase_ == Phase::Greeting) {
+        return std::min(hello, greetingDeadline_);
+    }
+    return streaming_ ? std::min(hello, revivalTimeLocked()) : hello;
 }
 
 /// return  false when interrupted
@@ -201,6 +216,22 @@ void ViewerClient::keepAlive() {
     if (outgoing_.empty() && Clock::now() >= lastSent_ + options_.keepAlive) {
         lastSent_ = Clock::now(); // also when it cannot be sent: else next() would spin
         sendLocked("Hello,");
+    }
+}
+
+ViewerClient::Clock::time_point ViewerClient::revivalTimeLocked() const {
+    const std::chrono::duration<double> delay(std::max(delay_, 0.0));
+    return lastPicture_ + options_.revival + std::chrono::ceil<Clock::duration>(delay);
+}
+
+/// A server gives a viewer up that took nothing for some seconds, though it keeps the connection:
+/// it wants the password again, an empty one where none is set. Where the camera is off this does
+/// no harm.
+void ViewerClient::revive() {
+    const MutexLock lock(lock_);
+    if (phase_ == Phase::Open && streaming_ && Clock::now() >= revivalTimeLocked()) {
+        lastPicture_ = Clock::now();
+        reviving_ = sendLocked("Password," + password_);
     }
 }
 

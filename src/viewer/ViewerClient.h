@@ -26,13 +26,14 @@ struct ViewerOptions {
     std::chrono::milliseconds connectTimeout{
         5000};                                 // for the connection, and again for the greeting
     std::chrono::milliseconds keepAlive{3000}; // of silence, then a Hello is sent
+    std::chrono::milliseconds revival{15000};  // without a picture, then it is asked for anew
 };
 
 /// One viewer of one server, over TCP.
 ///
 /// Answers the greeting with the password when it has one, and sets the delay and the frame rate as
-/// soon as the session is open, so that they hold from the first picture on. Keep-alives are sent
-/// while next() runs.
+/// soon as the session is open, so that they hold from the first picture on. While next() runs,
+/// keep-alives are sent, and a server that stopped sending is asked to begin again.
 ///
 /// thread  connect(), next() and close() belong to one thread; everything else may be called from
 /// any
@@ -99,9 +100,11 @@ private:
     [[nodiscard]] Clock::time_point nextDuty() const OVELO_EXCLUDES(lock_);
     bool await(Clock::time_point deadline);
     void keepAlive();
+    void revive();
     void drainWake();
     [[nodiscard]] Phase phase() const;
     [[nodiscard]] std::string writeFailure() const;
+    [[nodiscard]] Clock::time_point revivalTimeLocked() const OVELO_REQUIRES(lock_);
     void openSessionLocked() OVELO_REQUIRES(lock_);
     void sendDelayLocked() OVELO_REQUIRES(lock_);
     void sendFrameRateLocked() OVELO_REQUIRES(lock_);
@@ -124,6 +127,9 @@ private:
     std::string outgoing_ OVELO_GUARDED_BY(lock_); // what the system did not take yet
     std::string writeFailure_ OVELO_GUARDED_BY(lock_);
     Clock::time_point lastSent_ OVELO_GUARDED_BY(lock_);
+    Clock::time_point lastPicture_ OVELO_GUARDED_BY(lock_); // or when one was asked for
+    bool streaming_ OVELO_GUARDED_BY(lock_) = false;        // pictures are expected
+    bool reviving_ OVELO_GUARDED_BY(lock_) = false;         // the password was sent again
     double delay_ OVELO_GUARDED_BY(lock_) = 0;
     std::optional<double> frameRate_ OVELO_GUARDED_BY(lock_);
 };

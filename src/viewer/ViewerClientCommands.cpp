@@ -42,6 +42,7 @@ void ViewerClient::setFrameRate(double picturesPerSecond) {
 
 void ViewerClient::openSessionLocked() {
     phase_ = Phase::Open;
+    lastPicture_ = Clock::now();
     sendDelayLocked();
     sendFrameRateLocked();
 }
@@ -73,11 +74,16 @@ bool ViewerClient::getSources(std::string_view codec) {
 }
 
 bool ViewerClient::start(std::string_view source) {
-    return sendLine(fmt::format("Start,{}", source));
+    const MutexLock lock(lock_);
+    streaming_ = sendLocked(fmt::format("Start,{}", source));
+    lastPicture_ = Clock::now();
+    return streaming_;
 }
 
 bool ViewerClient::stop() {
-    return sendLine("Stop,");
+    const MutexLock lock(lock_);
+    streaming_ = false;
+    return sendLocked("Stop,");
 }
 
 bool ViewerClient::setNightVision(bool on) {

@@ -80,7 +80,6 @@ void ViewerWindow::passwordRefusedByUser() {
 /// started  pictures come without asking; asking would end what another viewer plays back
 void ViewerWindow::sessionOpen(bool started) {
     open_ = true;
-    sincePicture_.invalidate();
     sinceState_.start();
     link_->client().getSources();
     if (!started) {

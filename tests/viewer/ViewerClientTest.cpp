@@ -227,6 +227,69 @@ TEST_F(ViewerClientTest, SaysHelloByItselfWhenItIsSilent) {
     EXPECT_EQ(server_.hear(), "Hello,");
 }
 
+TEST_F(ViewerClientTest, AsksAnewWhenPicturesStopComing) {
+    auto given = options();
+    given.password = "p";
+    given.revival = 20ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED,PASS\n");
+    server_.say("AUTH_OK\n");
+    ASSERT_TRUE(nextOf<AuthenticationEvent>(client));
+    client.start("Camera A|");
+    for (const char* expected : {"Password,p", "Sync,-0.001", "Start,Camera A|"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+
+    EXPECT_FALSE(client.next(25ms));
+    EXPECT_EQ(server_.hear(), "Password,p");
+    server_.say("AUTH_OK\n");
+    const auto answer = nextOf<TextEvent>(client);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->line, "AUTH_OK");
+    EXPECT_EQ(server_.hear(), "Start,");
+}
+
+TEST_F(ViewerClientTest, AsksAnewWithAnEmptyPasswordWhereThereIsNone) {
+    auto given = options();
+    given.revival = 20ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+
+    EXPECT_FALSE(client.next(25ms));
+
+    EXPECT_EQ(server_.hear(), "Password,");
+}
+
+TEST_F(ViewerClientTest, DoesNotAskAnewForPicturesThatNobodyWants) {
+    auto given = options();
+    given.revival = 5ms;
+    given.keepAlive = 20ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+    client.stop();
+
+    EXPECT_FALSE(client.next(40ms));
+
+    for (const char* expected : {"Sync,-0.001", "Stop,", "Hello,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+}
+
+TEST_F(ViewerClientTest, TellsWhenThePasswordIsNotTakenAnyMore) {
+    auto given = options();
+    given.revival = 20ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+    EXPECT_FALSE(client.next(25ms));
+    server_.say("AUTH_FALLED\n");
+
+    const auto refusal = nextOf<AuthenticationEvent>(client);
+
+    ASSERT_TRUE(refusal);
+    EXPECT_FALSE(refusal->accepted);
+}
+
 TEST_F(ViewerClientTest, KeepsAliveOftenEnoughByDefault) {
     EXPECT_LE(ViewerOptions{}.keepAlive, 4s);
 }
