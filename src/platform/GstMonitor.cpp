@@ -2,6 +2,7 @@
 
 #include "platform/GstDeviceFacts.h"
 #include "platform/GstRuntime.h"
+#include "platform/GstSoundServer.h"
 #include "platform/Threads.h"
 
 #include <gst/gst.h>
@@ -69,17 +70,20 @@ std::set<std::string> keysOf(const std::vector<GstMonitor::Found>& devices) {
 
 } // namespace
 
-GstMonitor::GstMonitor(std::chrono::milliseconds renewal)
+GstMonitor::GstMonitor(std::chrono::milliseconds glance)
     : listener_(std::make_shared<Listener>())
-    , renewalInterval_(renewal) {
+    , glanceInterval_(glance)
+    , soundServers_(soundServerSockets()) {
+    const std::string state = soundServerState(soundServers_); // before anything is looked up
     GstRuntime::begin();
     monitor_ = startedMonitor();
-    renewal_ = std::jthread([this](const std::stop_token& stop) { renewFromTimeToTime(stop); });
+    glances_ =
+        std::jthread([this, state](const std::stop_token& stop) { watchSoundServer(stop, state); });
 }
 
 GstMonitor::~GstMonitor() {
-    renewal_.request_stop();
-    renewal_.join();
+    glances_.request_stop();
+    glances_.join();
     watch(nullptr);
 }
 
@@ -115,13 +119,20 @@ std::shared_ptr<GstDeviceMonitor> GstMonitor::startedMonitor() const {
     return monitor;
 }
 
-void GstMonitor::renewFromTimeToTime(const std::stop_token& stop) {
+void GstMonitor::watchSoundServer(const std::stop_token& stop, std::string state) {
+    constexpr int kRenewals = 2; // the first one may meet a server that is not ready yet
     settleThread("device watch");
     std::mutex lock;
     std::unique_lock guard(lock);
+    int renewals = 0;
     while (!stop.stop_requested()) {
-        stopped_.wait_for(guard, stop, renewalInterval_, [] { return false; });
-        if (!stop.stop_requested()) {
+        stopped_.wait_for(guard, stop, glanceInterval_, [] { return false; });
+        const std::string now = soundServerState(soundServers_);
+        if (std::exchange(state, now) != now) {
+            renewals = kRenewals;
+        }
+        if (!stop.stop_requested() && renewals > 0) {
+            --renewals;
             renew();
         }
     }

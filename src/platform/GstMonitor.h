@@ -30,10 +30,8 @@ public:
 
     /// Makes GStreamer ready and begins to watch; takes about 20 ms.
     ///
-    /// renewal  how often everything is looked up anew: the library does not notice a sound server
-    /// that dies or comes
-    ///          back. A look-up takes a few milliseconds.
-    explicit GstMonitor(std::chrono::milliseconds renewal = std::chrono::seconds(30));
+    /// glance  how often to see whether a sound server came or went: the library does not notice
+    explicit GstMonitor(std::chrono::milliseconds glance = std::chrono::seconds(5));
     ~GstMonitor();
     GstMonitor(const GstMonitor&) = delete;
     GstMonitor& operator=(const GstMonitor&) = delete;
@@ -49,7 +47,7 @@ private:
     struct Listener;
 
     [[nodiscard]] std::shared_ptr<GstDeviceMonitor> startedMonitor() const;
-    void renewFromTimeToTime(const std::stop_token& stop);
+    void watchSoundServer(const std::stop_token& stop, std::string state);
     void renew();
 
     const std::shared_ptr<Listener> listener_; // outlives the library's last call
@@ -57,9 +55,10 @@ private:
     std::shared_ptr<GstDeviceMonitor> monitor_;
     mutable std::mutex knownLock_; // guards known_; a leaf
     mutable std::vector<Found> known_;
-    const std::chrono::milliseconds renewalInterval_;
+    const std::chrono::milliseconds glanceInterval_;
+    const std::vector<std::string> soundServers_; // their sockets
     std::condition_variable_any stopped_;
-    std::jthread renewal_; // last: begins when all of the above is there
+    std::jthread glances_; // last: begins when all of the above is there
 };
 
 } // namespace ovelo
