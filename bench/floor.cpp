@@ -1,7 +1,7 @@
 // The floor: the least that a server of the same pictures can do, as a measure for Ovelo on the
 // same machine.
 //
-//   floor PORT FEED_PORT           one thread, one picture in flight and one waiting per viewer, no
+//   floor PORT FEED_PORT [BACKLOG] one thread, one picture in flight and one waiting per viewer, no
 //   log, no settings floor --encoding FEED_PORT     prints the microseconds of CPU that encoding
 //   one of the camera's pictures takes
 
@@ -33,7 +33,6 @@ namespace {
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
 constexpr int kQuality = 40;
-constexpr int kBacklog = 512;
 constexpr std::string_view kGreeting = "CONNECTED\nVERSION,1.000000,Low,0,0,0\n";
 constexpr std::string_view kSources = "DATA_SOURCE|Cam A|x|v|1|Mic|y|a|1\n";
 
@@ -52,13 +51,13 @@ sockaddr_in loopback(int port) {
     return address;
 }
 
-int listenOn(int port) {
+int listenOn(int port, int backlog) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     const sockaddr_in address = loopback(port);
     if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(fd, kBacklog) != 0) {
+        listen(fd, backlog) != 0) {
         die("listen");
     }
     return fd;
@@ -110,7 +109,9 @@ struct Viewer {
 
 class Floor {
 public:
-    Floor(int port, int feedPort) : listener_(listenOn(port)), feed_(dial(feedPort)) {
+    Floor(int port, int feedPort, int backlog)
+        : listener_(listenOn(port, backlog))
+        , feed_(dial(feedPort)) {
         add(listener_);
         add(feed_);
     }
@@ -324,8 +325,8 @@ void timeEncoding(int feedPort) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        fputs("floor PORT FEED_PORT | floor --encoding FEED_PORT\n", stderr);
+    if (argc != 3 && argc != 4) {
+        fputs("floor PORT FEED_PORT [BACKLOG] | floor --encoding FEED_PORT\n", stderr);
         return 2;
     }
     signal(SIGPIPE, SIG_IGN);
@@ -337,6 +338,6 @@ int main(int argc, char** argv) {
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
-    Floor(atoi(argv[1]), atoi(argv[2])).run();
+    Floor(atoi(argv[1]), atoi(argv[2]), argc == 4 ? atoi(argv[3]) : 512).run();
     return 0;
 }

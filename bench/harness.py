@@ -178,9 +178,9 @@ def ovelo(fps=20, demo=False, env=None, **settings):
 
 
 @contextlib.contextmanager
-def floor(fps=20):
+def floor(fps=20, backlog=512):
     port = new_port()
-    with camera(fps) as feed, running([FLOOR, str(port), str(feed)], log="floor.log") as process:
+    with camera(fps) as feed, running([FLOOR, str(port), str(feed), str(backlog)], log="floor.log") as process:
         yield started(Server("floor", process, port))
 
 
