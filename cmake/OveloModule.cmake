@@ -1,30 +1,11 @@
 include(GoogleTest)
 
-# CONSTRUCTION: leaves out sources that do not exist yet. Goes when all do.
-macro(ovelo_existing list)
-    set(_kept)
-    foreach(_s ${${list}})
-        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${_s})
-            list(APPEND _kept ${_s})
-        else()
-            message(STATUS "missing: ${CMAKE_CURRENT_SOURCE_DIR}/${_s}")
-        endif()
-    endforeach()
-    set(${list} ${_kept})
-endmacro()
-
 # ovelo_module(NAME SOURCES ... [USES ...] [PRIVATE_USES ...])
 #
 # One static library, called ovelo_NAME. USES are the libraries whose headers stand in this module's headers.
 function(ovelo_module name)
     cmake_parse_arguments(arg "" "" "SOURCES;USES;PRIVATE_USES" ${ARGN})
-    ovelo_existing(arg_SOURCES)
-    if(NOT arg_SOURCES) # CONSTRUCTION: nothing of this library exists yet
-        set(arg_SOURCES ${CMAKE_CURRENT_BINARY_DIR}/nothing_yet_${name}.cpp)
-        file(TOUCH ${arg_SOURCES})
-    endif()
     add_library(ovelo_${name} STATIC ${arg_SOURCES})
-    set_target_properties(ovelo_${name} PROPERTIES LINKER_LANGUAGE CXX)
     target_link_libraries(ovelo_${name} PUBLIC ovelo_flags ${arg_USES} PRIVATE ${arg_PRIVATE_USES})
 endfunction()
 
@@ -34,10 +15,6 @@ endfunction()
 # MAIN names a source with a main function of its own, else GoogleTest's is linked.
 function(ovelo_test name)
     cmake_parse_arguments(arg "WHOLE" "TIMEOUT;MAIN" "SOURCES;USES;LABELS" ${ARGN})
-    ovelo_existing(arg_SOURCES)
-    if(NOT arg_SOURCES)
-        return()
-    endif()
     add_executable(${name} ${arg_SOURCES} ${arg_MAIN})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
