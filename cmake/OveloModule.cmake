@@ -25,6 +25,9 @@ function(ovelo_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 60)
     endif()
+    if(NOT arg_LABELS) # an empty value would be dropped, and the next word taken for the label
+        set(arg_LABELS unit)
+    endif()
     set(environment
         "QT_QPA_PLATFORM=offscreen"
         "GST_REGISTRY=${PROJECT_BINARY_DIR}/gstreamer-registry.bin"
