@@ -78,6 +78,11 @@ OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log
     parts->setSizeConstraint(QLayout::SetFixedSize);
 }
 
+OptionsPanel::~OptionsPanel() {
+    email_->retire();
+    password_->retire();
+}
+
 void OptionsPanel::addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent) {
     layout.addWidget(new SettingCheckBox(settings_, key, label, whenAbsent));
 }
@@ -101,16 +106,16 @@ QWidget* OptionsPanel::accountPart() {
         hint->setText(refusal.value_or(QString()));
         hint->setVisible(refusal.has_value());
     };
-    auto* email = new SettingLineEdit(settings_, "email", refusalOfEmail, outcome);
-    email->setAccessibleName(u"Account e-mail"_s);
-    auto* password = new SettingLineEdit(settings_, "password", refusalOfPassword, outcome);
-    password->setAccessibleName(u"Viewer password"_s);
-    password->setEchoMode(QLineEdit::Password);
+    email_ = new SettingLineEdit(settings_, "email", refusalOfEmail, outcome);
+    email_->setAccessibleName(u"Account e-mail"_s);
+    password_ = new SettingLineEdit(settings_, "password", refusalOfPassword, outcome);
+    password_->setAccessibleName(u"Viewer password"_s);
+    password_->setEchoMode(QLineEdit::Password);
 
     auto* form = layouts::form();
-    form->addRow(u"Account &e-mail:"_s, email);
-    form->addRow(u"Viewer &password:"_s, password);
-    form->addRow(QString(), layouts::showPasswordBox(*password));
+    form->addRow(u"Account &e-mail:"_s, email_);
+    form->addRow(u"Viewer &password:"_s, password_);
+    form->addRow(QString(), layouts::showPasswordBox(*password_));
     form->addRow(hint);
     return layouts::section(u"Account"_s, form);
 }

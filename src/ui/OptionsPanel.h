@@ -9,6 +9,7 @@ namespace ovelo {
 
 class Logger;
 class MyDocument;
+class SettingLineEdit;
 class Settings;
 
 /// Every choice of the user that is kept, bound to the settings store both ways.
@@ -17,6 +18,7 @@ class Settings;
 class OptionsPanel final : public QDialog {
 public:
     OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window);
+    ~OptionsPanel() override;
 
 private:
     QWidget* picturePart();
@@ -28,6 +30,8 @@ private:
     MyDocument& document_;
     Settings& settings_;
     Logger& log_;
+    SettingLineEdit* email_ = nullptr;
+    SettingLineEdit* password_ = nullptr;
 };
 
 } // namespace ovelo

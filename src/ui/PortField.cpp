@@ -64,6 +64,10 @@ PortField::PortField(Settings& settings, std::function<std::uint16_t()> usedPort
     refresh();
 }
 
+PortField::~PortField() {
+    edit_->retire();
+}
+
 QWidget* PortField::editor() const {
     return edit_;
 }

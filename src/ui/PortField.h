@@ -8,11 +8,11 @@
 #include <functional>
 
 class QLabel;
-class QLineEdit;
 class QPushButton;
 
 namespace ovelo {
 
+class SettingLineEdit;
 class Settings;
 
 /// The viewer server's port: a field, a button that puts the default back, and a line that tells
@@ -25,6 +25,7 @@ public:
     /// chooseDefault  stores the default port
     PortField(Settings& settings, std::function<std::uint16_t()> usedPort,
               std::function<void()> chooseDefault);
+    ~PortField() override;
 
     /// Where a form's label sends the focus.
     [[nodiscard]] QWidget* editor() const;
@@ -38,7 +39,7 @@ private:
 
     Settings& settings_;
     std::function<std::uint16_t()> usedPort_;
-    QLineEdit* edit_ = nullptr;
+    SettingLineEdit* edit_ = nullptr;
     QLabel* hint_ = nullptr;
 };
 

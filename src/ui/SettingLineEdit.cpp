@@ -18,6 +18,10 @@ SettingLineEdit::SettingLineEdit(Settings& settings, std::string key, Check chec
     setText(stored());
 }
 
+void SettingLineEdit::retire() {
+    disconnect(this, &QLineEdit::editingFinished, nullptr, nullptr);
+}
+
 void SettingLineEdit::commit() {
     setModified(false);
     const QString entered = text().trimmed();

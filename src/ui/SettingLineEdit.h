@@ -27,6 +27,10 @@ public:
 
     SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome);
 
+    /// Stores and tells nothing any more. Who gave `outcome` calls this at its end: a line that has
+    /// the focus loses it while its window is destroyed, and would finish the edit then.
+    void retire();
+
 private:
     void commit();
     void refresh();

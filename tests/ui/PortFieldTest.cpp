@@ -79,6 +79,20 @@ TEST_F(PortFieldTest, TheDefaultButtonPutsTheDefaultBack) {
     EXPECT_EQ(edit_.text().toStdString(), "1726");
 }
 
+TEST_F(PortFieldTest, AnEditThatIsUnfinishedAtTheEndIsGivenUp) {
+    auto field = std::make_unique<PortField>(
+        settings_, [this] { return usedPort_; }, [] {});
+    field->show();
+    auto& edit = child<QLineEdit>(*field, "port");
+    edit.setFocus();
+    edit.selectAll();
+    QTest::keyClicks(&edit, QStringLiteral("9000"));
+
+    field.reset();
+
+    EXPECT_EQ(settings_.string("port"), "1726");
+}
+
 TEST_F(PortFieldTest, LeavesAloneWhatIsBeingTyped) {
     edit_.selectAll();
     QTest::keyClicks(&edit_, QStringLiteral("90"));
