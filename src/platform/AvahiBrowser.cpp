@@ -39,10 +39,12 @@ public:
     bool hasDaemon(std::chrono::milliseconds limit);
 
 private:
+    // NOLINTNEXTLINE(readability-function-size): the signature is the library's
     static void browsed(AvahiServiceBrowser* browser, AvahiIfIndex interface,
                         AvahiProtocol protocol, AvahiBrowserEvent event, const char* name,
                         const char* type, const char* domain, AvahiLookupResultFlags flags,
                         void* self);
+    // NOLINTNEXTLINE(readability-function-size): the signature is the library's
     static void resolved(AvahiServiceResolver* resolver, AvahiIfIndex interface,
                          AvahiProtocol protocol, AvahiResolverEvent event, const char* name,
                          const char* type, const char* domain, const char* hostName,
@@ -80,6 +82,7 @@ void AvahiBrowser::Search::daemonLost(int /*error*/) {
     setDaemon(false);
 }
 
+// NOLINTNEXTLINE(readability-function-size): the signature is the library's
 void AvahiBrowser::Search::browsed(AvahiServiceBrowser* browser, AvahiIfIndex interface,
                                    AvahiProtocol protocol, AvahiBrowserEvent event,
                                    const char* name, const char* type, const char* domain,
@@ -98,6 +101,7 @@ void AvahiBrowser::Search::browsed(AvahiServiceBrowser* browser, AvahiIfIndex in
     }
 }
 
+// NOLINTNEXTLINE(readability-function-size): the signature is the library's
 void AvahiBrowser::Search::resolved(AvahiServiceResolver* resolver, AvahiIfIndex /*interface*/,
                                     AvahiProtocol /*protocol*/, AvahiResolverEvent event,
                                     const char* name, const char* /*type*/, const char* /*domain*/,

@@ -13,7 +13,7 @@ namespace ovelo {
 
 namespace {
 
-constexpr std::size_t kReadSize = 64 * 1024;
+constexpr std::size_t kReadSize = std::size_t{64} * 1024;
 constexpr std::size_t kShownLength = 60; // of a foreign greeting in an error text
 
 /// Printable characters only: what a foreign server says goes to a terminal.
@@ -184,7 +184,7 @@ ViewerClient::Clock::time_point ViewerClient::nextDuty() const {
     if (phase_ == Phase::Greeting) {
         return std::min(hello, greetingDeadline_);
     }
-    return streaming_ ? std::min(hello, revivalTimeLocked()) : hello;
+    return std::min(hello, revivalTimeLocked());
 }
 
 /// return  false when interrupted
@@ -220,6 +220,9 @@ void ViewerClient::keepAlive() {
 }
 
 ViewerClient::Clock::time_point ViewerClient::revivalTimeLocked() const {
+    if (phase_ != Phase::Open || !streaming_ || reviving_) {
+        return Clock::time_point::max();
+    }
     const std::chrono::duration<double> delay(std::max(delay_, 0.0));
     return lastPicture_ + options_.revival + std::chrono::ceil<Clock::duration>(delay);
 }
@@ -229,7 +232,7 @@ ViewerClient::Clock::time_point ViewerClient::revivalTimeLocked() const {
 /// no harm.
 void ViewerClient::revive() {
     const MutexLock lock(lock_);
-    if (phase_ == Phase::Open && streaming_ && Clock::now() >= revivalTimeLocked()) {
+    if (Clock::now() >= revivalTimeLocked()) {
         lastPicture_ = Clock::now();
         reviving_ = sendLocked("Password," + password_);
     }

@@ -8,7 +8,9 @@
 #include <QIcon>
 
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -89,9 +91,7 @@ int runWindow(const ViewerArguments& arguments, int argc, char** argv) {
     return QApplication::exec();
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     const auto parsed = ViewerArguments::parse(std::vector<std::string>(argv + 1, argv + argc));
     if (!parsed) {
         return fail(ViewerExit::Usage, parsed.error());
@@ -106,4 +106,15 @@ int main(int argc, char** argv) {
     }
     return parsed.value().isTextual() ? runText(parsed.value())
                                       : runWindow(parsed.value(), argc, argv);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& failure) { // no memory
+        std::fprintf(stderr, "ovelo-viewer: %s\n", failure.what());
+        return EXIT_FAILURE;
+    }
 }
