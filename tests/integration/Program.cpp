@@ -93,7 +93,8 @@ std::vector<std::string> Program::environment() const {
                                       "TMPDIR=" + (home() / "tmp").string(),
                                       "LC_ALL=C.UTF-8",
                                       "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
-    for (const char* name : {"GST_REGISTRY", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    for (const char* name : {"GST_REGISTRY", "DBUS_SYSTEM_BUS_ADDRESS", "ASAN_OPTIONS",
+                             "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
         if (const std::string text = inherited(name); !text.empty()) {
             texts.push_back(text);
         }
