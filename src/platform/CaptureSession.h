@@ -25,7 +25,8 @@ public:
     /// Takes every picture, 320 x 240. Set before the session runs.
     void setVideoOutput(FrameHandler handler) { output_ = std::move(handler); }
 
-    /// Takes every picture for the screen, and must be quick. Returns when the former handler is not running any more.
+    /// Takes every picture for the screen, and must be quick. Returns when the former handler is
+    /// not running any more.
     void setPreview(FrameHandler handler);
 
     /// Adds an input whose device is open, and starts it when the session runs.

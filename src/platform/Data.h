@@ -9,7 +9,8 @@ namespace ovelo {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Bytes that are made once and then only read: one JPEG is shared by every viewer's queue and never copied.
+/// Bytes that are made once and then only read: one JPEG is shared by every viewer's queue and
+/// never copied.
 ///
 /// thread  the bytes never change, so any thread may read them
 using Data = std::shared_ptr<const Bytes>;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
-#include <cstdint>
 
 namespace ovelo {
 

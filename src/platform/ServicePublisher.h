@@ -37,11 +37,13 @@ public:
 
     virtual void publish() = 0;
 
-    /// Withdraws the announcement. Nothing is told after it but netServiceDidStop, once, before it returns.
+    /// Withdraws the announcement. Nothing is told after it but netServiceDidStop, once, before it
+    /// returns.
     virtual void stop() = 0;
 
     /// return  null when the library cannot be used at all
-    static std::unique_ptr<ServicePublisher> create(const PublishedService& service, Delegate& delegate);
+    static std::unique_ptr<ServicePublisher> create(const PublishedService& service,
+                                                    Delegate& delegate);
 };
 
 } // namespace ovelo
