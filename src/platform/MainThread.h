@@ -28,8 +28,10 @@ public:
     /// Runs `task` on the main thread and waits until it is done; at once when already there.
     ///
     /// Returns without running it when the main loop has ended, so that nobody waits for ever at
-    /// shutdown. errors  what the task throws is thrown here thread  any that holds no Mutex: the
-    /// main thread may want it
+    /// shutdown.
+    ///
+    /// errors  what the task throws is thrown here
+    /// thread  any that holds no Mutex: the main thread may want it
     static void performAndWait(const Task& task);
 
     /// Runs `task` on the main thread soon, without waiting; at the next turn of the loop when

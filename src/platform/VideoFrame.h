@@ -9,8 +9,8 @@ namespace ovelo {
 /// One decoded picture of a camera: RGBA, 8 bits a sample, alpha premultiplied (and opaque from
 /// every camera), rows from the top.
 ///
-/// lifetime  `pixels` is valid as long as a copy of `owner` is held; copying a frame copies no
-/// pixels thread    read-only, any
+/// lifetime  `pixels` is valid as long as a copy of `owner` is held
+/// thread    read-only, any; copying a frame copies no pixels
 struct VideoFrame {
     int width = 0;
     int height = 0;

@@ -19,7 +19,10 @@ class CaptureSession;
 /// The live picture of the capture session, as the camera delivers it.
 ///
 /// Costs the capture thread no more than keeping the newest picture, and nothing at all while
-/// nobody can see it. thread    main, but for takeFrame() lifetime  ends before the session does
+/// nobody can see it.
+///
+/// thread    main, but for takeFrame()
+/// lifetime  ends before the session does
 class CapturePreview final : public QWidget {
 public:
     explicit CapturePreview(QWidget* parent = nullptr);

@@ -9,7 +9,9 @@ namespace ovelo {
 /// Shows the newest picture as large as it fits, or why there is none.
 ///
 /// A picture that is not live any more is dimmed and bears a message, so that nobody takes it for
-/// the present. thread  the window's
+/// the present.
+///
+/// thread  the window's
 class PictureView final : public QWidget {
 public:
     explicit PictureView(QWidget* parent = nullptr);

@@ -20,8 +20,9 @@ struct ViewerBlock {
 /// Cuts what a server sends into text lines and binary blocks.
 ///
 /// Keeps at most one unfinished line or block, so garbage cannot make it grow without limit. After
-/// an error it takes nothing more, for it does not know where the next line begins. thread  one at
-/// a time
+/// an error it takes nothing more, for it does not know where the next line begins.
+///
+/// thread  one at a time
 class ViewerStream {
 public:
     /// A text line without its line feed, or a block.
