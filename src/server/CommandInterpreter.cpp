@@ -2,6 +2,7 @@
 
 #include "platform/Console.h"
 #include "platform/MainThread.h"
+#include "platform/Mutex.h"
 #include "platform/Numbers.h"
 #include "platform/Settings.h"
 #include "server/CommandSession.h"
@@ -33,6 +34,13 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
 
 bool isOne(const std::string& text) {
     return numbers::leadingInteger(text) == 1;
+}
+
+/// Held by whoever writes back what it has read, so that the change of another viewer's thread is
+/// not lost.
+Mutex& settingsChange() {
+    static Mutex lock{LockRank::Transport};
+    return lock;
 }
 
 } // namespace
@@ -151,6 +159,7 @@ void CommandInterpreter::webcamConfig(const Command& command) {
 }
 
 void CommandInterpreter::toggle(std::string_view key) {
+    const MutexLock lock(settingsChange());
     settings_.setBoolean(key, !settings_.boolean(key));
 }
 
@@ -167,6 +176,7 @@ void CommandInterpreter::motionConfig(const Command& command) {
 void CommandInterpreter::apns(const Command& command) {
     constexpr std::size_t kMostTokens =
         256; // nobody has more phones; a peer must not fill the disk
+    const MutexLock lock(settingsChange());
     Settings::Array tokens = settings_.array("devList").value_or(Settings::Array());
     const bool isNew = std::find(tokens.begin(), tokens.end(), command.argument) == tokens.end();
     if (isNew && tokens.size() >= kMostTokens) {

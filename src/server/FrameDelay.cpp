@@ -20,9 +20,13 @@ std::optional<Frame> FrameDelay::push(Frame frame) {
 
 std::optional<Frame> FrameDelay::newestDue(float delay) {
     std::optional<Frame> due;
-    for (const Frame* oldest = frameQueue_.peek();
-         oldest != nullptr && MyUtil::getElapsedSeconds(oldest->insertedTime, clock_) >= delay;
-         oldest = frameQueue_.peek()) {
+    while (const Frame* oldest = frameQueue_.peek()) {
+        const float waited = MyUtil::getElapsedSeconds(oldest->insertedTime, clock_);
+        // Less than nothing: the clock was set back, and must not stop the pictures until it has
+        // caught up.
+        if (!(waited >= delay || waited < 0)) {
+            break;
+        }
         due = frameQueue_.get();
     }
     return due;

@@ -88,13 +88,17 @@ void NetworkInstance::writeString(const std::string& text, int connection_type) 
     }
 }
 
-void NetworkInstance::sendVersion() {
+std::string NetworkInstance::versionLine() const {
     constexpr double kProtocolVersion = 1.0;
     const Settings& settings = environment_.settings;
     // Kept: the word is always "Low"; viewers rely on the line's shape only.
-    sendText(fmt::format("VERSION,{:f},{},{:d},{:d},{:d}\n", kProtocolVersion, "Low",
-                         settings.boolean("useMotionEmail"), settings.boolean("useMotionRecord"),
-                         settings.boolean("usePushNotification")));
+    return fmt::format("VERSION,{:f},{},{:d},{:d},{:d}\n", kProtocolVersion, "Low",
+                       settings.boolean("useMotionEmail"), settings.boolean("useMotionRecord"),
+                       settings.boolean("usePushNotification"));
+}
+
+void NetworkInstance::sendVersion() {
+    sendText(versionLine());
 }
 
 void NetworkInstance::sendText(const std::string& text) {

@@ -103,7 +103,8 @@ private:
     void superviseTcp(Socket& socket);
     void watchWhileLinesCome(Socket& socket);
     void sleepOrFlush(Socket& socket, Clock::Steady until);
-    void flush(Socket& socket);
+    bool flush(Socket& socket);
+    void pauseUnlessEnded(std::chrono::milliseconds length);
     void tearDown(Socket& socket);
 
     // The reader thread.
@@ -113,6 +114,8 @@ private:
     void dropTcp();
 
     [[nodiscard]] std::shared_ptr<Socket> socket() const;
+    [[nodiscard]] std::string versionLine() const;
+    [[nodiscard]] std::string versionLine() const;
     void writeLocked(const std::string& text) OVELO_REQUIRES(lock_);
     void sendFailed(const char* operation, const SocketException& failure);
     void setReaderEnded();

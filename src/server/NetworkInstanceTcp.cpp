@@ -45,14 +45,17 @@ bool NetworkInstance::adopt(const std::shared_ptr<Socket>& socket) {
 }
 
 void NetworkInstance::greet() {
-    if (!getPassword().empty()) {
-        writeString("CONNECTED,PASS\n", kTcp);
+    const bool needsPassword = !getPassword().empty();
+    const std::string version = versionLine();
+    const MutexLock lock(lock_); // nothing may come between greeting and version
+    if (needsPassword) {
+        writeLocked("CONNECTED,PASS\n");
         return;
     }
-    writeString("CONNECTED\n", kTcp);
+    writeLocked("CONNECTED\n");
     tcpAuthenticated_ = true;
     tcpStarted_ = true;
-    sendVersion();
+    writeLocked(version);
 }
 
 void NetworkInstance::superviseTcp(Socket& socket) {
