@@ -7,7 +7,7 @@
 
 namespace ovelo {
 
-/// A camera for trying the program out without one: shows a DemoScene, 20 pictures a second, on a
+/// A camera for trying the program out without one: shows a DemoScene, 14 pictures a second, on a
 /// thread of its own.
 class DemoCamera final : public CaptureDevice {
 public:

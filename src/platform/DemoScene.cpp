@@ -16,7 +16,7 @@ namespace {
 
 constexpr float kTurn = 2 * std::numbers::pi_v<float>;
 constexpr std::uint64_t kBeamTurn = 180;   // pictures that the lighthouse needs for one turn
-constexpr std::uint64_t kMoonTrip = 24000; // pictures from one side to the other: 20 minutes
+constexpr std::uint64_t kMoonTrip = 16800; // pictures from one side to the other: 20 minutes
 constexpr int kMargin = 8;                 // pixels that a wave may move a row
 
 // Where the moon rises and how high it gets.

@@ -26,7 +26,7 @@ public:
 
     static const DemoScene& sharedInstance();
 
-    /// Paints a whole picture, which depends on its number alone; 20 make a second.
+    /// Paints a whole picture, which depends on its number alone; 14 make a second.
     void draw(std::uint64_t number, Picture& picture) const;
 
 private:
