@@ -115,7 +115,6 @@ private:
 
     [[nodiscard]] std::shared_ptr<Socket> socket() const;
     [[nodiscard]] std::string versionLine() const;
-    [[nodiscard]] std::string versionLine() const;
     void writeLocked(const std::string& text) OVELO_REQUIRES(lock_);
     void sendFailed(const char* operation, const SocketException& failure);
     void setReaderEnded();

@@ -100,18 +100,31 @@ void NetworkInstance::sleepOrFlush(Socket& socket, Clock::Steady until) {
         }
         if (waiting) {
             socket.waitWritable(kRetry);
-            flush(socket);
+            if (!flush(socket)) {
+                // A broken connection counts as writable. The reader, which ends the session then,
+                // may be busy with a command for long.
+                pauseUnlessEnded(kRetry);
+            }
         }
     }
 }
 
-void NetworkInstance::flush(Socket& socket) {
+/// return  false when the send failed
+bool NetworkInstance::flush(Socket& socket) {
     try {
         const MutexLock lock(lock_);
         outbox_.flush(socket);
+        return true;
     } catch (const SocketException& failure) {
         sendFailed("sendBinaryData", failure);
+        return false;
     }
+}
+
+void NetworkInstance::pauseUnlessEnded(std::chrono::milliseconds length) {
+    const MutexLock lock(lock_);
+    changed_.wait_for(lock_, length,
+                      [this]() OVELO_NO_ANALYSIS { return cancelled_ || readerEnded_; });
 }
 
 void NetworkInstance::tearDown(Socket& socket) {

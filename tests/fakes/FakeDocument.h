@@ -2,6 +2,7 @@
 
 #include "server/ViewerDocument.h"
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -12,7 +13,12 @@ namespace ovelo {
 class FakeDocument final : public ViewerDocument {
 public:
     std::string getDataSource() override { return dataSource; }
-    void setDataSource(const std::string& source) override { note("setDataSource " + source); }
+    void setDataSource(const std::string& source) override {
+        note("setDataSource " + source);
+        if (choosing) {
+            choosing();
+        }
+    }
     void stopPlayback() override { note("stopPlayback"); }
     void rotateLeft() override { note("rotateLeft"); }
     void rotateRight() override { note("rotateRight"); }
@@ -23,6 +29,7 @@ public:
         return calls_;
     }
 
+    std::function<void()> choosing; // what choosing a source takes, if anything
     std::string dataSource = "DATA_SOURCE|Camera A|id|v|1\n";
 
 private:

@@ -9,6 +9,8 @@
 
 #include <clocale>
 #include <cmath>
+#include <thread>
+#include <vector>
 
 namespace ovelo {
 namespace {
@@ -252,6 +254,21 @@ TEST_F(CommandInterpreterTest, ApnsOfAnEndlessPeerIsBounded) {
     }
 
     EXPECT_EQ(settings.array("devList")->size(), 256U);
+}
+
+TEST_F(CommandInterpreterTest, TokensOfPhonesThatComeAtOnceAreAllKept) {
+    constexpr int kEach = 50;
+    {
+        std::vector<std::jthread> phones;
+        for (int phone = 0; phone < 4; ++phone) {
+            phones.emplace_back([&, phone] {
+                for (int token = 0; token < kEach; ++token) {
+                    tcp("APNS," + std::to_string(phone * kEach + token));
+                }
+            });
+        }
+    }
+    EXPECT_EQ(settings.array("devList")->size(), 4U * kEach);
 }
 
 TEST_F(CommandInterpreterTest, CommandsAreCarriedOutBeforeAuthentication) {

@@ -87,6 +87,17 @@ TEST_F(FrameDelayTest, VerySmallDelayEmptiesTheQueue) {
     EXPECT_EQ(delay.waiting(), 1U);
 }
 
+TEST_F(FrameDelayTest, ClockThatIsSetBackDoesNotStopThePictures) {
+    push();
+    push();
+    pass(-3600 * 1000);
+
+    EXPECT_EQ(push(), 1) << "what was put in before is due";
+    EXPECT_EQ(push(), -1);
+    pass(2000);
+    EXPECT_EQ(push(), 3);
+}
+
 TEST_F(FrameDelayTest, NegativeDelaySendsEachFrameAtOnce) {
     delay.setDelay(-3.0F);
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <latch>
 #include <regex>
 #include <thread>
 
@@ -207,6 +208,31 @@ TEST_F(NetworkInstanceTest, ResetInTheMiddleOfAPictureEndsThatSessionAlone) {
     EXPECT_TRUE(eventually([&] { return server.network->sessionCount() == 1; }));
     EXPECT_TRUE(other->line()->starts_with("Frame,0,1048576,"));
     EXPECT_EQ(other->bytes(1U << 20U), std::string(1U << 20U, 'p'));
+}
+
+TEST_F(NetworkInstanceTest, ResetWhileACommandTakesLongIsNotTriedOverAndOver) {
+    std::latch chosen(1);
+    server.document.choosing = [&] { chosen.wait(); };
+    const auto other = watcher();
+    auto viewer = watcher(4096);
+    server.network->sendImageData(makeData(Bytes(1U << 20U, 'p')));
+    EXPECT_TRUE(other->line().value_or("").starts_with("Frame,"));
+    EXPECT_EQ(other->bytes(1U << 20U).size(), 1U << 20U);
+    viewer->send("Start,Camera A|Mic\n");
+    EXPECT_TRUE(eventually([&] { return !server.document.calls().empty(); }));
+    viewer->reset();
+    EXPECT_TRUE(eventually([&] { return server.events.contains("exception"); }));
+
+    EXPECT_TRUE(other->staysSilent(kAWhile));
+    std::size_t failures = 0;
+    const std::string log = server.events.text();
+    for (auto at = log.find("exception"); at != std::string::npos;
+         at = log.find("exception", at + 1)) {
+        ++failures;
+    }
+    EXPECT_LE(failures, 2U);
+    chosen.count_down();
+    EXPECT_TRUE(eventually([&] { return server.network->sessionCount() == 1; }));
 }
 
 TEST_F(NetworkInstanceTest, ViewerThatDoesNotReadMissesPicturesAndGetsWholeOnesLater) {

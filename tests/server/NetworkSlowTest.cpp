@@ -54,6 +54,33 @@ TEST_F(NetworkSlowTest, ViewerThatTakesNothingIsLetGoWithinTenSeconds) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
 }
 
+TEST_F(NetworkSlowTest, AfterAFailedSendAViewerGetsNothingUntilItSendsThePasswordAgain) {
+    Peer viewer(server.port(), 4096);
+    viewer.line();
+    viewer.line();
+    viewer.send("Sync,-1\n");
+    const Data picture = makeData(Bytes(20000, 'p'));
+    const auto sayHelloAndReadNothing = [&] {
+        viewer.send("Hello,\n");
+        server.network->sendImageData(picture);
+        return !server.network->hasClient();
+    };
+    ASSERT_TRUE(eventually(sayHelloAndReadNothing, std::chrono::seconds(12)));
+    EXPECT_EQ(server.network->sessionCount(), 1U) << "the connection stands";
+    while (!viewer.staysSilent(std::chrono::seconds(1))) {
+        viewer.bytes(1U << 20U, std::chrono::milliseconds(100));
+    }
+
+    server.network->sendImageData(picture);
+    EXPECT_TRUE(viewer.staysSilent(std::chrono::milliseconds(100)));
+    viewer.send("Password,\nStart,Camera A|Mic\nGetSources,\n");
+    EXPECT_EQ(viewer.line(), "AUTH_OK");
+    EXPECT_TRUE(viewer.line().value_or("").starts_with("VERSION,"));
+    EXPECT_EQ(viewer.line(), "DATA_SOURCE|Camera A|id|v|1");
+    server.network->sendImageData(picture);
+    EXPECT_TRUE(viewer.line().value_or("").starts_with("Frame,"));
+}
+
 TEST_F(NetworkSlowTest, TenThousandVisitsLeaveNothingBehind) {
     const auto visit = [&](int count) {
         for (int index = 0; index < count; ++index) {
