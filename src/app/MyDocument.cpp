@@ -49,6 +49,7 @@ MyDocument::MyDocument(Environment environment)
 
 MyDocument::~MyDocument() {
     session_.stopRunning(); // no picture arrives any more
+    network_.stopServer();  // nor any question, which the sources would have to answer
 }
 
 void MyDocument::windowControllerDidLoadNib(DocumentWindow& window) {
@@ -125,7 +126,11 @@ std::string MyDocument::getDataSource() {
 }
 
 void MyDocument::setDataSource(const std::string& source) {
-    MainThread::performAndWait([&] { sources_.resetDataSource(source); });
+    MainThread::performAndWait([&] {
+        if (!closed_) { // a late viewer must not open a camera again that is closed for good
+            sources_.resetDataSource(source);
+        }
+    });
 }
 
 void MyDocument::stopPlayback() {

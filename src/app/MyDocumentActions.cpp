@@ -3,6 +3,7 @@
 #include "app/DocumentWindow.h"
 #include "app/MyDocument.h"
 #include "platform/Desktop.h"
+#include "platform/Mutex.h"
 #include "platform/Settings.h"
 #include "support/MyUtil.h"
 
@@ -33,6 +34,9 @@ void MyDocument::rotateLeft() {
 
 void MyDocument::rotateBy(int quarterTurns) {
     constexpr int kQuarters = 4;
+    // Viewers turn on their own threads; none of two turns may be lost.
+    static Mutex turning{LockRank::Transport};
+    const MutexLock lock(turning);
     const int turned = environment_.settings.integer("rotate_val") + quarterTurns;
     environment_.settings.setInteger("rotate_val", (turned % kQuarters + kQuarters) % kQuarters);
 }

@@ -43,8 +43,13 @@ void appendTo(int fd, std::string_view text) {
 } // namespace
 
 Logger& Logger::sharedInstance() {
-    static Logger instance(folders::documents() / "ovelo.log", Settings::sharedInstance());
+    static Logger instance(pathIn(folders::documents()), Settings::sharedInstance());
     return instance;
+}
+
+std::filesystem::path Logger::pathIn(const std::filesystem::path& documents) {
+    // The bare file name would be a file in whatever folder the program was started from.
+    return documents.empty() ? std::filesystem::path() : documents / "ovelo.log";
 }
 
 Logger::Logger(std::filesystem::path file, const Settings& settings)

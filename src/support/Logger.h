@@ -21,6 +21,9 @@ public:
     /// The log of the process, in the documents folder.
     static Logger& sharedInstance();
 
+    /// The log in a documents folder; empty, which no entry can be written to, without such a folder.
+    static std::filesystem::path pathIn(const std::filesystem::path& documents);
+
     /// file  full path; its folder need not exist
     Logger(std::filesystem::path file, const Settings& settings);
 

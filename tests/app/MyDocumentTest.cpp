@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 namespace ovelo {
 namespace {
 
@@ -82,6 +85,21 @@ TEST_F(MyDocumentTest, RotationWrapsAtBothEnds) {
     EXPECT_EQ(settings.integer("rotate_val"), 3);
     document->rotateLeft();
     EXPECT_EQ(settings.integer("rotate_val"), 2);
+}
+
+TEST_F(MyDocumentTest, QuarterTurnsOfSeveralViewersAllCount) {
+    create();
+    {
+        std::vector<std::jthread> viewers;
+        for (int viewer = 0; viewer < 3; ++viewer) {
+            viewers.emplace_back([&] {
+                for (int turn = 0; turn < 1001; ++turn) {
+                    document->rotateRight();
+                }
+            });
+        }
+    }
+    EXPECT_EQ(settings.integer("rotate_val"), 3003 % 4);
 }
 
 TEST_F(MyDocumentTest, DefaultButtonStoresTheUsualPort) {
@@ -210,6 +228,39 @@ TEST_F(MyDocumentTest, ShutdownRemembersTheDevicesClosesThemAndEndsTheServer) {
     const std::string log = events.text();
     EXPECT_LT(log.find(": Set video device completed: (null)\n"),
               log.find(": TCP: Stopping server"));
+}
+
+TEST_F(MyDocumentTest, ViewerThatChoosesACameraDuringShutdownDoesNotOpenIt) {
+    const auto camera = devices.add(MediaType::Video, "Camera A");
+    start();
+    document->windowWillClose();
+
+    document->setDataSource("Camera A|");
+
+    EXPECT_FALSE(camera->isOpen);
+    EXPECT_EQ(videoName(), "(none)");
+}
+
+TEST_F(MyDocumentTest, ViewersChooseAmongTheRealSourcesAndAreLetGoWithTheDocument) {
+    devices.add(MediaType::Video, "Camera A", "a");
+    devices.add(MediaType::Video, "Camera B", "b");
+    start();
+    std::atomic<bool> answered = false;
+    std::string line;
+    Peer viewer(document->network().port());
+    std::jthread asking([&] {
+        viewer.send("Start,Camera B|\nGetSources,\n");
+        while (!line.starts_with("DATA_SOURCE")) {
+            line = viewer.line().value_or("DATA_SOURCE, none");
+        }
+        answered = true;
+    });
+
+    EXPECT_TRUE(MainThread::serveUntil([&] { return answered.load(); }, std::chrono::seconds(5)));
+    asking.join();
+    EXPECT_EQ(line, "DATA_SOURCE|Camera A|a|v|0|Camera B|b|v|1");
+    document.reset();
+    EXPECT_TRUE(viewer.isClosedByServer());
 }
 
 TEST_F(MyDocumentTest, ShutdownWithoutDevicesRemembersNone) {

@@ -106,6 +106,16 @@ TEST_F(LoggerTest, MissingFolderLosesTheEntryWithoutAnError) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "missing"));
 }
 
+TEST_F(LoggerTest, WithoutADocumentsFolderNoFileIsWrittenAnywhere) {
+    settings.setBoolean("log_events", true);
+    EXPECT_EQ(Logger::pathIn(folder.path()), file);
+    ASSERT_EQ(Logger::pathIn(""), "") << "not a file in the working folder";
+
+    Logger homeless(Logger::pathIn(""), settings);
+    homeless.write("lost\n");
+    homeless.clear();
+}
+
 TEST_F(LoggerTest, FullDiskLosesTheEntryWithoutAnError) {
     settings.setBoolean("log_events", true);
     Logger full("/dev/full", settings); // a device that has no room for any byte
