@@ -27,10 +27,10 @@ struct CameraAction {
 
 /// These change the server's settings, for every viewer.
 constexpr std::array kCameraActions = {
-    CameraAction{"Rotate &left", "RC"},
-    CameraAction{"Rotate &right", "RCC"},
-    CameraAction{"&Mirror", "FH"},
-    CameraAction{"Turn &upside down", "FV"},
+    CameraAction{"Rotate &left", "RCC"}, // counter-clockwise
+    CameraAction{"Rotate &right", "RC"},
+    CameraAction{"&Mirror", "FV"}, // what is called vertical mirrors left to right
+    CameraAction{"Turn &upside down", "FH"},
     CameraAction{"Camera &name on/off", "SD"},
     CameraAction{"&Time on/off", "ST"},
 };
