@@ -53,11 +53,17 @@ void IniSettings::load() {
 }
 
 void IniSettings::writeUnsaved() {
-    if (file_.read().condition == IniFile::Condition::Damaged && !setDamagedAside()) {
+    const IniFile::Content content = file_.read();
+    if (content.condition == IniFile::Condition::Unreadable) {
+        // Not even tried: opening what is no file may wait for ever.
+        sayNotStored(file_.path().string() + " cannot be written: " + content.reason);
+        return;
+    }
+    if (content.condition == IniFile::Condition::Damaged && !setDamagedAside()) {
         return;
     }
     if (const auto failure = file_.write(unsaved_)) {
-        writing_.say("settings are not stored, they hold until the end: " + failure->text);
+        sayNotStored(failure->text);
         return;
     }
     writing_.over();
@@ -70,7 +76,7 @@ bool IniSettings::setDamagedAside() {
         if (file_.read().condition != IniFile::Condition::Damaged) {
             return true; // another process was faster
         }
-        writing_.say("settings are not stored, they hold until the end: " + aside.error());
+        sayNotStored(aside.error());
         return false;
     }
     console::write("the damaged settings are kept as " + aside.value().string());
@@ -78,6 +84,10 @@ bool IniSettings::setDamagedAside() {
         unsaved_.try_emplace(key, items); // the file starts again with all that is known
     }
     return true;
+}
+
+void IniSettings::sayNotStored(const std::string& reason) {
+    writing_.say("settings are not stored, they hold until the end: " + reason);
 }
 
 void IniSettings::Complaint::say(const std::string& text) {

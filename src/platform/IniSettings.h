@@ -56,6 +56,7 @@ private:
     void load();
     void writeUnsaved() OVELO_REQUIRES(fileLock_);
     bool setDamagedAside() OVELO_REQUIRES(fileLock_);
+    void sayNotStored(const std::string& reason) OVELO_REQUIRES(fileLock_);
 
     const IniFile file_;
     mutable Mutex fileLock_{LockRank::Settings}; // held while memory and file are made equal

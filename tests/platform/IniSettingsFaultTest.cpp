@@ -199,10 +199,15 @@ TEST_F(IniSettingsFaultTest, AFolderThatCannotBeMadeIsSaidOnce) {
 TEST_F(IniSettingsFaultTest, APipeInPlaceOfTheFileBlocksNothing) {
     ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
     ErrorOutput errors;
-    const IniSettings settings(file());
-
+    IniSettings settings(file());
     EXPECT_TRUE(settings.keys().empty());
-    EXPECT_THAT(errors.text(), HasSubstr("it is not a file"));
+    settings.setString("port", "1727");
+    const std::string said = errors.text();
+
+    EXPECT_EQ(settings.string("port"), "1727");
+    EXPECT_FALSE(settings.isSaved());
+    EXPECT_THAT(said, HasSubstr("it is not a file"));
+    EXPECT_THAT(said, HasSubstr("settings are not stored"));
 }
 
 TEST_F(IniSettingsFaultTest, AReadOnlyFolderIsSaidOnceAndValuesHoldInMemory) {
