@@ -1,5 +1,6 @@
 #include "platform/GstCaptureDevices.h"
 
+#include "platform/Console.h"
 #include "platform/DemoCamera.h"
 #include "platform/GstSoundDevice.h"
 #include "platform/MainThread.h"
@@ -7,7 +8,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <utility>
 
@@ -138,8 +138,8 @@ std::vector<CaptureSourceEntry> GstCaptureDevices::parse(const Settings::Array& 
         if (const auto entry = CaptureSourceEntry::parse(texts[i])) {
             entries.push_back(entry.value());
         } else if (toldEntries_.insert(texts[i]).second) {
-            std::fprintf(stderr, "%s: item %zu is left out: %s.\n", kSetting, i + 1,
-                         entry.error().c_str());
+            console::write(
+                fmt::format("{}: item {} is left out: {}.", kSetting, i + 1, entry.error()));
         }
     }
     return entries;
