@@ -2,12 +2,22 @@
 
 #include "platform/GstVideoRun.h"
 
+#include <chrono>
 #include <utility>
 
 namespace ovelo {
 
 GstDisposal::GstDisposal() = default;
-GstDisposal::~GstDisposal() = default;
+
+GstDisposal::~GstDisposal() {
+    constexpr std::chrono::milliseconds kPatience{100};
+    for (const auto& run : runs_) {
+        // Again and again, for one may have come before there was anything to interrupt.
+        while (!run->waitUntilEnded(kPatience)) {
+            run->interrupt();
+        }
+    }
+}
 
 void GstDisposal::take(std::unique_ptr<GstVideoRun> run) {
     std::erase_if(runs_, [](const auto& old) {

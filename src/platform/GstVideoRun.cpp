@@ -101,6 +101,10 @@ std::optional<std::string> GstVideoRun::play(const std::stop_token& stop) {
     lapBegan_ = seenPictures_;
     lastProgress_ = std::chrono::steady_clock::now();
     flowingSince_.reset();
+    // Once it waits for the network only interrupt() ends it, and that may have been called already.
+    if (stop.stop_requested()) {
+        return std::nullopt;
+    }
     pipeline_->play();
     while (!stop.stop_requested()) {
         if (const auto event = pipeline_->nextEvent(stop, nextCheck())) {
