@@ -1,5 +1,6 @@
 #include "platform/GstPipelineBuild.h"
 
+#include "platform/Credentials.h"
 #include "platform/GstCameraCaps.h"
 
 #include <gst/gst.h>
@@ -41,7 +42,7 @@ Result<Pipeline> parsed(const std::string& text) {
     GstElement* pipeline =
         gst_parse_launch_full(text.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS, &error);
     if (error) {
-        Failure failure{error->message};
+        Failure failure{withoutCredentials(error->message)};
         g_error_free(error);
         if (pipeline) {
             gst_object_unref(pipeline);
@@ -120,7 +121,7 @@ Result<Pipeline> uriPipeline(const GstOrigin& origin) {
         return Failure{"GStreamer's element uridecodebin is not installed."};
     }
     const GstPointer<GstElement> front(
-        gst_bin_get_by_name(GST_BIN(pipeline), origin.isNetwork() ? "ovelo-newest" : kGstHeadName));
+        gst_bin_get_by_name(GST_BIN(pipeline), origin.isNetwork() ? kGstNewestName : kGstHeadName));
     g_signal_connect(decoder, "deep-element-added", G_CALLBACK(tune), nullptr);
     g_signal_connect(decoder, "autoplug-continue", G_CALLBACK(goOnDecoding), nullptr);
     g_signal_connect(decoder, "pad-added", G_CALLBACK(linkVideo), front.get());

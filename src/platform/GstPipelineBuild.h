@@ -10,6 +10,9 @@ namespace ovelo {
 inline constexpr const char* kGstHeadName = "ovelo-head";         // takes raw video of any shape
 inline constexpr const char* kGstPicturesName = "ovelo-pictures"; // the appsink: 320 x 240 RGBA
 
+/// Name of the queue behind a network source, which keeps the newest picture only.
+inline constexpr const char* kGstNewestName = "ovelo-newest";
+
 /// Puts a pipeline together that brings an origin's video to an appsink; nothing of it runs yet.
 ///
 /// errors  in the library's words

@@ -1,5 +1,7 @@
 #include "platform/GstSoundDevice.h"
 
+#include "platform/Credentials.h"
+
 #include <gst/gst.h>
 
 #include <filesystem>
@@ -9,7 +11,7 @@ namespace ovelo {
 namespace {
 
 Failure failureOf(GError* error) {
-    Failure failure{error ? error->message : "The source cannot be made."};
+    Failure failure{error ? withoutCredentials(error->message) : "The source cannot be made."};
     g_clear_error(&error);
     return failure;
 }

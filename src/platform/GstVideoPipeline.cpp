@@ -1,5 +1,6 @@
 #include "platform/GstVideoPipeline.h"
 
+#include "platform/Credentials.h"
 #include "platform/GstPipelineBuild.h"
 
 #include <gst/app/gstappsink.h>
@@ -50,7 +51,7 @@ struct Held {
 std::string errorText(GstMessage* message) {
     GError* error = nullptr;
     gst_message_parse_error(message, &error, nullptr);
-    std::string text = error ? error->message : "unknown error";
+    std::string text = error ? withoutCredentials(error->message) : "unknown error";
     g_clear_error(&error);
     return text;
 }
@@ -85,10 +86,22 @@ bool needsPacing(GstPad* pad) {
     return !isLive && isSeekable;
 }
 
+/// Makes the sink wait for each picture's time, and its source for the sink: a queue that drops
+/// what is not taken would let it run to its end at once.
+void pace(GstElement* sink) {
+    g_object_set(sink, "sync", TRUE, nullptr);
+    GstObject* pipeline = gst_object_get_parent(GST_OBJECT(sink));
+    if (GstElement* newest = gst_bin_get_by_name(GST_BIN(pipeline), kGstNewestName)) {
+        gst_util_set_object_arg(G_OBJECT(newest), "leaky", "no");
+        gst_object_unref(newest);
+    }
+    gst_object_unref(pipeline);
+}
+
 /// The first picture is on its way: all elements are connected and can be asked.
 GstPadProbeReturn decidePacing(GstPad* pad, GstPadProbeInfo*, gpointer sink) {
     if (needsPacing(pad)) {
-        g_object_set(static_cast<GstElement*>(sink), "sync", TRUE, nullptr);
+        pace(static_cast<GstElement*>(sink));
     }
     return GST_PAD_PROBE_REMOVE;
 }

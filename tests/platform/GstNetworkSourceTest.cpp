@@ -1,6 +1,8 @@
 #include "fakes/ChildProcess.h"
+#include "fakes/FileServer.h"
 #include "fakes/GstVideoFixture.h"
 #include "fakes/MjpegServer.h"
+#include "fakes/TemporaryFolder.h"
 
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
@@ -44,6 +46,28 @@ protected:
         }
         gst_element_set_state(pipeline.get(), GST_STATE_NULL);
         return pictures;
+    }
+
+    /// Ten seconds, ten pictures a second.
+    static std::string movie() {
+        const TemporaryFolder folder;
+        const auto path = folder.path() / "clip.avi";
+        const GstPointer<GstElement> pipeline(gst_parse_launch(
+            fmt::format("videotestsrc pattern=ball num-buffers=100 ! "
+                        "video/x-raw,format=I420,width=320,height=240,framerate=10/1 ! "
+                        "jpegenc ! avimux ! filesink location={}",
+                        path.string())
+                .c_str(),
+            nullptr));
+        gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+        const GstPointer<GstBus> bus(gst_element_get_bus(pipeline.get()));
+        GstMessage* end = gst_bus_timed_pop_filtered(
+            bus.get(), 20 * GST_SECOND,
+            static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+        EXPECT_TRUE(end && GST_MESSAGE_TYPE(end) == GST_MESSAGE_EOS);
+        gst_clear_message(&end);
+        gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+        return readFile(path);
     }
 
     /// Opens and starts a device while nobody serves it yet.
@@ -105,6 +129,17 @@ TEST_F(GstNetworkSourceTest, ShowsAnHttpPictureOfItsOwnPaceWithoutLag) {
     EXPECT_NEAR(std::chrono::duration<double>(times[29] - times[9]).count(), 1.0, 0.25);
 }
 
+TEST_F(GstNetworkSourceTest, PlaysAMovieThatComesOverHttpAtItsOwnRate) {
+    const FileServer server(movie());
+    const auto device = started(fmt::format("http://127.0.0.1:{}/clip.avi", server.port()));
+    ASSERT_TRUE(watcher.waitFor(21)) << watcher.count();
+    device->close();
+
+    const auto times = watcher.arrivals();
+    EXPECT_NEAR(std::chrono::duration<double>(times[20] - times[5]).count(), 1.5, 0.3);
+    EXPECT_EQ(watcher.different(), watcher.count());
+}
+
 TEST_F(GstNetworkSourceTest, PausesLongerAndLongerBetweenTries) {
     const auto device = started(fmt::format("http://127.0.0.1:{}/none", freePort()));
     std::vector<std::chrono::steady_clock::time_point> tries;
@@ -135,6 +170,18 @@ TEST_F(GstNetworkSourceTest, GivesUpAPeerThatDoesNotAnswerWithoutHoldingAnybodyU
         device.reset();
         disposal = std::make_shared<GstDisposal>(); // waits for what is left
         EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s) << scheme;
+    }
+}
+
+TEST_F(GstNetworkSourceTest, GivesUpAtWhateverMomentItIsStopped) {
+    const FullListener deaf;
+    for (const auto delay : {0ms, 1ms, 2ms, 5ms, 10ms, 20ms}) {
+        auto device = started(fmt::format("http://127.0.0.1:{}/cam", deaf.port()));
+        serveFor(delay);
+        const auto before = std::chrono::steady_clock::now();
+        device.reset();
+        disposal = std::make_shared<GstDisposal>(); // waits for what is left
+        EXPECT_LT(std::chrono::steady_clock::now() - before, 1s) << delay.count();
     }
 }
 
