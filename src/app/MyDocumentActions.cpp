@@ -37,8 +37,8 @@ void MyDocument::rotateBy(int quarterTurns) {
     // Viewers turn on their own threads; none of two turns may be lost.
     static Mutex turning{LockRank::Transport};
     const MutexLock lock(turning);
-    const int turned = environment_.settings.integer("rotate_val") + quarterTurns;
-    environment_.settings.setInteger("rotate_val", (turned % kQuarters + kQuarters) % kQuarters);
+    const int turned = environment_.settings.integer("rotate_val") % kQuarters + quarterTurns;
+    environment_.settings.setInteger("rotate_val", (turned + kQuarters) % kQuarters);
 }
 
 void MyDocument::defaultButton() {

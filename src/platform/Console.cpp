@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 
@@ -11,6 +12,10 @@ namespace ovelo::console {
 namespace {
 
 std::atomic<bool> silent = false;
+
+bool isControl(char letter) {
+    return static_cast<unsigned char>(letter) < ' ' || letter == '\x7f';
+}
 
 } // namespace
 
@@ -26,7 +31,10 @@ void write(std::string_view line) {
     if (::poll(&console, 1, 0) != 1 || (console.revents & POLLOUT) == 0) {
         return;
     }
-    const std::string text = std::string(line) + '\n';
+    std::string text(line);
+    std::replace_if(text.begin(), text.end(), isControl,
+                    '?'); // a peer's bytes must not steer the terminal
+    text += '\n';
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 

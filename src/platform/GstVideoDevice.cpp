@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 // Any source but a dead network peer lets go within a few milliseconds. Hardware is waited for,
 // because the next one to open it needs it free.
 constexpr auto kStopPatience = 100ms;
-constexpr auto kHardwareStopPatience = 2000ms;
+constexpr auto kHardwareStopPatience = 1000ms;
 
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "platform/MainThread.h"
 
 #include "platform/Assert.h"
+#include "platform/Console.h"
 #include "platform/Mutex.h"
 
 #include <condition_variable>
@@ -8,6 +9,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace ovelo {
@@ -135,7 +137,13 @@ void MainThread::performAndWait(const Task& task) {
 }
 
 void MainThread::perform(Task task) {
-    enqueue(calls(), std::move(task));
+    enqueue(calls(), [task = std::move(task)] {
+        try {
+            task();
+        } catch (const std::exception& failure) { // nobody waits who could be told
+            console::write(std::string("A call on the main thread failed: ") + failure.what());
+        }
+    });
 }
 
 void MainThread::serve() {

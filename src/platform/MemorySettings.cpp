@@ -1,10 +1,10 @@
 #include "platform/MemorySettings.h"
 
 #include "platform/MainThread.h"
+#include "platform/Numbers.h"
 
 #include <strings.h>
 
-#include <cstdlib>
 #include <mutex>
 
 namespace ovelo {
@@ -56,7 +56,7 @@ bool MemorySettings::boolean(std::string_view key) const {
 
 int MemorySettings::integer(std::string_view key) const {
     const auto text = string(key);
-    return text ? static_cast<int>(std::strtol(text->c_str(), nullptr, 10)) : 0;
+    return text ? numbers::leadingInteger(*text) : 0;
 }
 
 void MemorySettings::setString(std::string_view key, std::string_view value) {
@@ -117,7 +117,14 @@ void MemorySettings::store(std::string_view key, std::optional<Array> value) {
 }
 
 void MemorySettings::announce() {
-    MainThread::perform([this, alive = std::weak_ptr(alive_)] {
+    if (noticePending_->exchange(true)) {
+        return; // one notice for any number of changes, however long the main thread is busy
+    }
+    // Given, or dropped with the main loop: when the notice goes, the next change makes another.
+    const std::shared_ptr<std::atomic<bool>> notice(
+        noticePending_.get(), [kept = noticePending_](std::atomic<bool>* flag) { *flag = false; });
+    MainThread::perform([this, notice, alive = std::weak_ptr(alive_)] {
+        *notice = false; // what changes from here on is news
         if (!alive.expired()) {
             changed().emit();
         }

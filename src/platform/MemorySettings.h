@@ -2,6 +2,7 @@
 
 #include "platform/Settings.h"
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -41,6 +42,8 @@ private:
 
     mutable std::shared_mutex lock_; // a leaf: nothing is called while it is held
     Values values_;
+    const std::shared_ptr<std::atomic<bool>> noticePending_ =
+        std::make_shared<std::atomic<bool>>(false);
     std::shared_ptr<const bool> alive_ =
         std::make_shared<const bool>(true); // for announcements under way
 };

@@ -1,5 +1,6 @@
 #include "server/AbstractSocket.h"
 
+#include "platform/FileDescriptor.h"
 #include "server/SocketException.h"
 #include "support/Logger.h"
 
@@ -56,11 +57,12 @@ in_addr_t resolve(const std::string& hostName) {
 } // namespace
 
 AbstractSocket::AbstractSocket(Logger& log) : log_(log) {
-    socketfd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socketfd_ < 0) {
+    FileDescriptor created(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!created) {
         fail("Socket: Can't create socket");
     }
     allocReadBuffer();
+    socketfd_ = created.release();
 }
 
 AbstractSocket::AbstractSocket(int fd, const sockaddr_in& remoteAddress, Logger& log)

@@ -112,7 +112,7 @@ void Network::stopServer() {
 }
 
 void Network::endSessions() {
-    constexpr auto kPatience = std::chrono::milliseconds(2500);
+    constexpr auto kPatience = std::chrono::milliseconds(1500);
     {
         const MutexLock lock(registryLock_);
         for (const auto& session : instances_) {

@@ -49,6 +49,9 @@ bool Outbox::sendBinary(AbstractSocket& socket, std::string_view header, const D
 
 void Outbox::sendText(AbstractSocket& socket, std::string_view text) {
     socket.logText(text);
+    if (textBytes_ + text.size() > kMostText) { // before any of it is gone: the stream stays whole
+        throw SocketException::fromSystem("Socket: Send failed", ENOBUFS);
+    }
     std::size_t sent = 0;
     if (!isWaiting() && !text.empty()) {
         const std::array<iovec, 1> parts{part(text.data(), text.size())};
@@ -56,9 +59,6 @@ void Outbox::sendText(AbstractSocket& socket, std::string_view text) {
     }
     if (sent == text.size()) {
         return;
-    }
-    if (textBytes_ + text.size() > kMostText) {
-        throw SocketException::fromSystem("Socket: Send failed", ENOBUFS);
     }
     keep({std::string(text.substr(sent)), nullptr, 0});
 }

@@ -1,7 +1,10 @@
 #include "server/SessionThreads.h"
 
+#include "platform/Console.h"
 #include "platform/Threads.h"
 
+#include <exception>
+#include <string>
 #include <utility>
 
 namespace ovelo {
@@ -24,7 +27,11 @@ void SessionThreads::start(std::function<void()> run) {
 
 void SessionThreads::run(const std::function<void()>& function, Threads::iterator self) {
     settleThread("viewer-session");
-    function();
+    try {
+        function();
+    } catch (const std::exception& failure) {
+        console::write(std::string("A session ended by an exception: ") + failure.what());
+    }
     retire(self);
 }
 

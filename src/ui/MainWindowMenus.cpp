@@ -52,9 +52,9 @@ void MainWindow::buildCameraMenu() {
     MyDocument& document = environment_.document;
     QMenu& menu = *menuBar()->addMenu(u"&Camera"_s);
     addEntry(menu, u"Rotate &Left"_s, Qt::CTRL | Qt::Key_L, this,
-             [&document] { document.rotateLeft(); });
+             [&document] { document.rotateRight(); }); // Kept: counter-clockwise
     addEntry(menu, u"Rotate &Right"_s, Qt::CTRL | Qt::Key_R, this,
-             [&document] { document.rotateRight(); });
+             [&document] { document.rotateLeft(); });
     menu.addSeparator();
     addEntry(menu, u"&Look for Devices Again"_s, Qt::Key_F5, this,
              [&document] { document.sources().refreshDevices(); });

@@ -3,6 +3,7 @@
 #include "platform/CaptureDevices.h"
 #include "platform/Folders.h"
 #include "platform/IniSettings.h"
+#include "platform/MainThread.h"
 #include "platform/ServicePublisher.h"
 #include "support/Logger.h"
 #include "ui/AccountWindow.h"
@@ -124,6 +125,7 @@ void OveloApplication::end() {
     phase_ = Phase::Ended;
     window_->hide();
     document_->windowWillClose();
+    MainThread::end(); // a session that still wants something is let go, so that it can be joined
     QApplication::exit(0);
 }
 

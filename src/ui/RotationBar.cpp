@@ -61,16 +61,14 @@ RotationBar::RotationBar(MyDocument& document, Settings& settings) : settings_(s
 }
 
 void RotationBar::build(MyDocument& document) {
-    // Turning a camera to the right turns its picture to the left; the buttons are named after the
-    // camera.
-    QPushButton* left =
-        button(icons::rotateLeft(palette()), u"Rotate &Left"_s, u"rotateLeft"_s,
-               u"Turn the camera's view to the left: viewers' picture turns clockwise"_s);
-    QPushButton* right =
-        button(icons::rotateRight(palette()), u"Rotate &Right"_s, u"rotateRight"_s,
-               u"Turn the camera's view to the right: viewers' picture turns counter-clockwise"_s);
-    connect(left, &QPushButton::clicked, this, [&document] { document.rotateLeft(); });
-    connect(right, &QPushButton::clicked, this, [&document] { document.rotateRight(); });
+    // Kept: the document's rotateRight turns the picture counter-clockwise. People press the button
+    // for what they will see.
+    QPushButton* left = button(icons::rotateLeft(palette()), u"Rotate &Left"_s, u"rotateRight"_s,
+                               u"Turn viewers' picture a quarter counter-clockwise"_s);
+    QPushButton* right = button(icons::rotateRight(palette()), u"Rotate &Right"_s, u"rotateLeft"_s,
+                                u"Turn viewers' picture a quarter clockwise"_s);
+    connect(left, &QPushButton::clicked, this, [&document] { document.rotateRight(); });
+    connect(right, &QPushButton::clicked, this, [&document] { document.rotateLeft(); });
     effect_ = layouts::note();
     effect_->setObjectName(u"rotationEffect"_s);
     effect_->setMinimumWidth(0);

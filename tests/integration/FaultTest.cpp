@@ -23,6 +23,7 @@ TEST(FaultTest, DocumentsFolderThatIsNoneOnlyLosesTheLog) {
 
     EXPECT_TRUE(servesPictures(program)) << program.output();
     EXPECT_EQ(program.terminate(), 0);
+    EXPECT_FALSE(std::filesystem::exists("ovelo.log")) << "nor is it written anywhere else";
 }
 
 TEST(FaultTest, FullDiskOnlyLosesTheLog) {

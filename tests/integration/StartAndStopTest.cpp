@@ -8,6 +8,7 @@
 #include <signal.h>
 
 #include <memory>
+#include <stdexcept>
 
 namespace ovelo {
 namespace {
@@ -46,11 +47,16 @@ TEST(StartAndStopTest, DemoCameraShowsMovingPictures) {
 
 TEST(StartAndStopTest, FirstStartStoresAndUsesTheUsualPort) {
     Program program;
-    program.setting("port=1726");
-    program.start();
+    program.start("[General]\nemail=test@example.org\n");
 
-    EXPECT_TRUE(program.waitUntilListening());
-    EXPECT_EQ(program.port(), 1726);
+    EXPECT_TRUE(eventually([&] { return program.stored("port") == "1726"; }));
+    EXPECT_TRUE(eventually([] {
+        try {
+            return Peer(1726).line() == "CONNECTED";
+        } catch (const std::runtime_error&) {
+            return false; // not listening yet
+        }
+    }));
     EXPECT_EQ(program.terminate(), 0);
 }
 

@@ -5,7 +5,7 @@
 program=$1
 source "$(dirname "$0")/sandbox.sh"
 
-coproc XVFB { exec Xvfb -displayfd 1 -screen 0 1280x900x24 -nolisten tcp 2>/dev/null; }
+coproc XVFB { exec Xvfb -displayfd 1 -noreset -screen 0 1280x900x24 -nolisten tcp 2>/dev/null; }
 xvfb=$XVFB_PID
 read -r -t 10 number <&"${XVFB[0]}" || { fail "no X server"; finish; }
 export DISPLAY=:$number
