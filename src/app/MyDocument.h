@@ -44,6 +44,8 @@ public:
     /// Stores "port" = "1726" when the settings have none.
     explicit MyDocument(Environment environment);
     ~MyDocument() override;
+    MyDocument(const MyDocument&) = delete;
+    MyDocument& operator=(const MyDocument&) = delete;
 
     /// The start sequence, once, when the window is there.
     void windowControllerDidLoadNib(DocumentWindow& window);

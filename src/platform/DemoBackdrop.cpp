@@ -27,7 +27,7 @@ float noise(std::uint32_t seed) {
 
 DemoColor skyColor(float y) {
     struct Stop {
-        float y;
+        float y = 0;
         DemoColor color;
     };
     static constexpr std::array<Stop, 6> kStops = {{{0, DemoColor::of(15, 20, 54)},
@@ -49,7 +49,7 @@ DemoColor skyColor(float y) {
 void hill(DemoImage& image, const DemoColor& color, float base, float height, float phase) {
     std::vector<DemoPoint> corners = {{0, kHorizon}};
     for (int x = 0; x <= kWidth; x += 4) {
-        const float at = static_cast<float>(x);
+        const auto at = static_cast<float>(x);
         const float rise = 0.5F * std::sin(at / 47 + phase) + 0.3F * std::sin(at / 21 + 2 * phase) +
                            0.2F * std::sin(at / 9 + 3 * phase);
         corners.push_back({at, base - height * rise});

@@ -49,8 +49,10 @@ void DemoImage::fill(const Box& box, const DemoColor& color, Inside inside) {
         for (int x = std::max(0, static_cast<int>(std::floor(box.left))); x < right; ++x) {
             int hits = 0;
             for (int sample = 0; sample < kGrid * kGrid; ++sample) {
-                const float dx = (static_cast<float>(sample % kGrid) + 0.5F) / kGrid;
-                const float dy = (static_cast<float>(sample / kGrid) + 0.5F) / kGrid;
+                const int column = sample % kGrid;
+                const int row = sample / kGrid;
+                const float dx = (static_cast<float>(column) + 0.5F) / kGrid;
+                const float dy = (static_cast<float>(row) + 0.5F) / kGrid;
                 hits += inside(static_cast<float>(x) + dx, static_cast<float>(y) + dy) ? 1 : 0;
             }
             if (hits > 0) {

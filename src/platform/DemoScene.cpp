@@ -64,12 +64,13 @@ std::vector<DemoSprite> spritesOf(const std::vector<DemoImage>& images, bool isM
 
 /// One row of the mirror image, darkened towards the colour of the water.
 void mirrorRow(std::uint8_t* to, const std::uint8_t* from, int shift, int depth) {
-    constexpr int kPixels = DemoCanvas::kWidth;
+    constexpr std::ptrdiff_t kPixels = DemoCanvas::kWidth;
     std::uint8_t wide[(kPixels + 2 * kMargin) * 4];
-    std::memcpy(wide + kMargin * 4, from, kPixels * 4);
-    for (int i = 0; i < kMargin; ++i) {
+    constexpr std::ptrdiff_t kLeft = std::ptrdiff_t{kMargin} * 4;
+    std::memcpy(wide + kLeft, from, kPixels * 4);
+    for (std::ptrdiff_t i = 0; i < kMargin; ++i) {
         std::memcpy(wide + i * 4, from, 4);
-        std::memcpy(wide + (kMargin + kPixels + i) * 4, from + (kPixels - 1) * 4, 4);
+        std::memcpy(wide + kLeft + (kPixels + i) * 4, from + (kPixels - 1) * 4, 4);
     }
     // The alpha of 255 comes out of the same sum.
     // Far water is bright like the sky over it, near water shows its own dark colour.
@@ -82,9 +83,9 @@ void mirrorRow(std::uint8_t* to, const std::uint8_t* from, int shift, int depth)
     for (std::size_t i = 0; i < 32; ++i) {
         bases[i] = base[i % 4];
     }
-    const std::uint8_t* source = wide + (kMargin + shift) * 4;
+    const std::uint8_t* source = wide + kLeft + std::ptrdiff_t{shift} * 4;
     const auto strength = static_cast<std::uint16_t>(mirror);
-    for (int block = 0; block < kPixels * 4; block += 32) {
+    for (std::ptrdiff_t block = 0; block < kPixels * 4; block += 32) {
         for (int i = 0; i < 32; ++i) {
             const auto sum = static_cast<std::uint16_t>(source[block + i] * strength + bases[i]);
             to[block + i] = static_cast<std::uint8_t>(sum >> 8U);
@@ -251,7 +252,7 @@ void DemoScene::drawBeamSide(const DemoCanvas& canvas, float reach, float streng
 void DemoScene::drawWater(const DemoCanvas& canvas, std::uint64_t number) const {
     for (int y = demo::kHorizon; y < demo::kQuay; ++y) {
         const int depth = y - demo::kHorizon;
-        const float near = static_cast<float>(depth);
+        const auto near = static_cast<float>(depth);
         const float wave = sine(number, 46, near * 0.183F) + 0.6F * sine(number, 31, near * 0.084F);
         const int shift = static_cast<int>(std::lround(wave * (0.4F + near * 0.055F)));
         const int lift = sine(number, 64, near * 0.127F) > 0.55F ? 1 : 0;
@@ -290,7 +291,7 @@ void DemoScene::drawShip(const DemoCanvas& canvas, const Traveller& ship,
     const int bob = sine(number, 58, static_cast<float>(ship.ground) / 50) > 0.3F ? 1 : 0;
     const int rows = std::min(sprite.height() * 3 / 5, demo::kQuay - ship.ground);
     for (int i = 0; i < rows; ++i) { // its mirror image, flattened
-        const float near = static_cast<float>(i);
+        const auto near = static_cast<float>(i);
         const float wave = sine(number, 34, near * 0.143F) * (0.6F + 0.09F * near);
         const int strength = 150 - i * 110 / rows;
         sprite.paintRow(canvas, sprite.height() - 1 - i * 5 / 3,

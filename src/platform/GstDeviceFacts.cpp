@@ -70,7 +70,7 @@ std::string modelOf(const GstStructure* properties, const std::string& name) {
     const std::string product = firstOf(properties, {"device.product.id"});
     const std::string model =
         firstOf(properties, {"device.product.name", "v4l2.device.card", "alsa.card_name"});
-    const std::string words = model.empty() ? name : model;
+    std::string words = model.empty() ? name : model;
     if (vendor.empty() || product.empty()) {
         return words;
     }

@@ -101,6 +101,7 @@ void linkVideo(GstElement*, GstPad* pad, gpointer front) {
     gst_object_unref(sink);
 }
 
+// NOLINTNEXTLINE(readability-function-size, readability-function-cognitive-complexity): one macro of the library
 void complainWithoutVideo(GstElement* decoder, gpointer front) {
     GstPad* sink = gst_element_get_static_pad(static_cast<GstElement*>(front), "sink");
     if (!gst_pad_is_linked(sink)) {

@@ -146,9 +146,9 @@ GstVideoPipeline::build(const GstOrigin& origin, std::shared_ptr<GstFrameDeliver
         new GstVideoPipeline(origin, pipeline.value(), std::move(shared)));
 }
 
-GstVideoPipeline::GstVideoPipeline(const GstOrigin& origin, std::shared_ptr<GstElement> pipeline,
+GstVideoPipeline::GstVideoPipeline(GstOrigin origin, std::shared_ptr<GstElement> pipeline,
                                    std::shared_ptr<Shared> shared)
-    : origin_(origin)
+    : origin_(std::move(origin))
     , pipeline_(std::move(pipeline))
     , shared_(std::move(shared)) {
     connectPictures();

@@ -70,7 +70,7 @@ public:
 private:
     struct Shared; // what streaming threads touch
 
-    GstVideoPipeline(const GstOrigin& origin, std::shared_ptr<GstElement> pipeline,
+    GstVideoPipeline(GstOrigin origin, std::shared_ptr<GstElement> pipeline,
                      std::shared_ptr<Shared> shared);
 
     void connectPictures();

@@ -1,7 +1,8 @@
 #include "platform/Threads.h"
 
 #include <pthread.h>
-#include <signal.h>
+
+#include <csignal>
 
 namespace ovelo {
 

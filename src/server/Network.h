@@ -44,6 +44,8 @@ public:
 
     explicit Network(Environment environment);
     ~Network() override;
+    Network(const Network&) = delete;
+    Network& operator=(const Network&) = delete;
 
     /// Asks for the account when there is none, then listens, announces the service and accepts
     /// viewers.

@@ -42,7 +42,7 @@ std::filesystem::path MyUtil::getRecordedDirectory() {
     if (documents.empty()) {
         return {};
     }
-    const std::filesystem::path folder = documents / "Ovelo";
+    std::filesystem::path folder = documents / "Ovelo";
     std::error_code failure; // a folder that cannot be made is told by whoever opens it
     std::filesystem::create_directory(folder, failure);
     return folder;

@@ -38,7 +38,7 @@ QPixmap circleArrow(const QColor& color, bool mirrored) {
 }
 
 QIcon circleArrowIcon(const QPalette& palette, bool mirrored) {
-    return QIcon(circleArrow(palette.color(QPalette::ButtonText), mirrored));
+    return {circleArrow(palette.color(QPalette::ButtonText), mirrored)};
 }
 
 } // namespace
