@@ -65,10 +65,11 @@ std::vector<DemoSprite> spritesOf(const std::vector<DemoImage>& images, bool isM
 /// One row of the mirror image, darkened towards the colour of the water.
 void mirrorRow(std::uint8_t* to, const std::uint8_t* from, int shift, int depth) {
     constexpr std::ptrdiff_t kPixels = DemoCanvas::kWidth;
-    std::uint8_t wide[(kPixels + 2 * kMargin) * 4];
-    constexpr std::ptrdiff_t kLeft = std::ptrdiff_t{kMargin} * 4;
+    constexpr std::ptrdiff_t kEdge = kMargin;
+    constexpr std::ptrdiff_t kLeft = kEdge * 4;
+    std::uint8_t wide[(kPixels + 2 * kEdge) * 4];
     std::memcpy(wide + kLeft, from, kPixels * 4);
-    for (std::ptrdiff_t i = 0; i < kMargin; ++i) {
+    for (std::ptrdiff_t i = 0; i < kEdge; ++i) {
         std::memcpy(wide + i * 4, from, 4);
         std::memcpy(wide + kLeft + (kPixels + i) * 4, from + (kPixels - 1) * 4, 4);
     }
