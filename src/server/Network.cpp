@@ -22,7 +22,6 @@ namespace {
 
 constexpr std::uint16_t kDefaultPort = 1726;
 constexpr const char* kServiceType = "_lumenwatch._tcp";
-constexpr std::size_t kShortestEmail = 4;
 
 std::uint16_t configuredPort(const Settings& settings) {
     const auto text = settings.string("port");
@@ -35,7 +34,7 @@ int configuredBacklog(const Settings& settings) {
 }
 
 bool hasEmail(const Settings& settings) {
-    return settings.string("email").value_or("").size() >= kShortestEmail;
+    return MyUtil::isAccountEmail(settings.string("email").value_or(""));
 }
 
 } // namespace

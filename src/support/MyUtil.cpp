@@ -37,6 +37,11 @@ bool MyUtil::valideEmailAddress(std::string_view address) {
     return length(address) >= kShortest && address.find('@') != std::string_view::npos;
 }
 
+bool MyUtil::isAccountEmail(std::string_view address) {
+    constexpr std::size_t kTooShort = 3;
+    return address.size() > kTooShort;
+}
+
 std::filesystem::path MyUtil::getRecordedDirectory() {
     const std::filesystem::path documents = folders::documents();
     if (documents.empty()) {

@@ -2,6 +2,7 @@
 
 #include "platform/Settings.h"
 #include "server/Network.h"
+#include "support/MyUtil.h"
 #include "ui/Layouts.h"
 #include "ui/Text.h"
 
@@ -23,8 +24,6 @@ namespace ovelo {
 
 namespace {
 
-/// Shorter texts count as no e-mail.
-constexpr std::size_t kShortestEmail = 4;
 constexpr int kFieldWidth = 340;
 
 } // namespace
@@ -90,7 +89,7 @@ void AccountWindow::submit() {
 
 void AccountWindow::accountStored() {
     const std::string email = settings_.string("email").value_or("");
-    if (isVisible() && email != knownEmail_ && email.size() >= kShortestEmail) {
+    if (isVisible() && email != knownEmail_ && MyUtil::isAccountEmail(email)) {
         accept();
     }
 }

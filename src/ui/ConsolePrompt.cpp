@@ -2,6 +2,7 @@
 
 #include "platform/Console.h"
 #include "platform/Settings.h"
+#include "support/MyUtil.h"
 #include "ui/Display.h"
 
 #include <QEventLoop>
@@ -17,9 +18,6 @@ constexpr const char* kInstructions =
     "    ovelo-settings write password YOUR-VIEWER-PASSWORD\n"
     "    ovelo-settings write email you@example.org\n"
     "Ovelo waits until the e-mail is there, and then goes on.";
-
-/// Shorter texts count as no e-mail.
-constexpr std::size_t kShortestEmail = 4;
 
 } // namespace
 
@@ -57,7 +55,7 @@ void ConsolePrompt::cancel() {
 }
 
 bool ConsolePrompt::hasAccount() const {
-    return settings_.string("email").value_or("").size() >= kShortestEmail;
+    return MyUtil::isAccountEmail(settings_.string("email").value_or(""));
 }
 
 } // namespace ovelo
