@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Result.h"
+#include "platform/SoundBlock.h"
 #include "platform/VideoFrame.h"
 
 #include <sigc++/sigc++.h>
@@ -34,6 +35,10 @@ public:
     /// It must not wait for the main thread, which may be waiting in stop() for this very call.
     using FrameHandler = std::function<void(const VideoFrame&)>;
 
+    /// Takes a stretch of sound; called on the device's own thread, one call at a time for each
+    /// tap. It must not wait for the main thread, which may be waiting for this very call.
+    using SoundHandler = std::function<void(const SoundBlock&)>;
+
     CaptureDevice() = default;
     virtual ~CaptureDevice() = default;
     CaptureDevice(const CaptureDevice&) = delete;
@@ -58,6 +63,15 @@ public:
 
     /// Returns when the last call of the handler has returned.
     virtual void stop() = 0;
+
+    /// Hears the device's sound, beside any number of others who do; the first tap makes a
+    /// microphone run. A muxed device sounds while it is started. A tap on a device that is closed
+    /// hears nothing until it is opened again.
+    ///
+    /// return  null when the device has no sound
+    [[nodiscard]] virtual std::unique_ptr<SoundTap> tapSound(SoundHandler /*handler*/) {
+        return nullptr;
+    }
 
     /// One text for each stream that is being delivered, for people.
     [[nodiscard]] virtual std::vector<std::string> formatSummaries() const { return {}; }
