@@ -19,4 +19,17 @@ int leadingInteger(const std::string& text) {
         std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
+bool leadingBoolean(std::string_view text) {
+    const auto skip = [&text](std::string_view letters) {
+        text.remove_prefix(std::min(text.find_first_not_of(letters), text.size()));
+    };
+    skip(" \t\r\n\v\f");
+    if (text.starts_with('+') || text.starts_with('-')) {
+        text.remove_prefix(1);
+    }
+    skip("0");
+    constexpr std::string_view kTrue = "YyTt123456789";
+    return !text.empty() && kTrue.find(text.front()) != std::string_view::npos;
+}
+
 } // namespace ovelo::numbers

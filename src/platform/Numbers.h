@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 /// Numbers in the texts of peers, whatever the user's locale. Any thread.
 namespace ovelo::numbers {
@@ -11,5 +12,9 @@ double leadingDouble(const std::string& text);
 
 /// The decimal number that a text begins with, 0 if none; held to the limits of int.
 int leadingInteger(const std::string& text);
+
+/// True for a text that begins with Y, y, T, t or a number that is not 0, behind blanks, a sign and
+/// zeros.
+bool leadingBoolean(std::string_view text);
 
 } // namespace ovelo::numbers

@@ -32,6 +32,8 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
     return fields;
 }
 
+constexpr int kAac = 1; // ViewerDocument::setAudioFormat
+
 bool isOne(const std::string& text) {
     return numbers::leadingInteger(text) == 1;
 }
@@ -58,11 +60,15 @@ CommandInterpreter::Handler CommandInterpreter::find(std::string_view name) {
     static const std::map<std::string_view, Handler> kHandlers = {
         {"Password", &Self::password},
         {"FrameRate", &Self::frameRate},
+        {"Audio", &Self::audio},
         {"Sync", &Self::sync},
         {"Hello", &Self::hello},
         {"GetSources", &Self::getSources},
+        {"GetRecorded", &Self::getRecorded},
         {"Start", &Self::start},
         {"Stop", &Self::stop},
+        {"Record", &Self::record},
+        {"Playback", &Self::playback},
         {"NightVision", &Self::nightVision},
         {"WebcamConfig", &Self::webcamConfig},
         {"MotionConfig", &Self::motionConfig},
@@ -107,6 +113,14 @@ void CommandInterpreter::frameRate(const Command& command) {
     session_.setFrameRateWait(1.0F / (value * kRange + kSlowest));
 }
 
+void CommandInterpreter::audio(const Command& command) {
+    const bool wanted = isOne(command.argument);
+    if (wanted) {
+        reply(document_.getAudioParameters(), command);
+    }
+    session_.setEnableSound(wanted);
+}
+
 void CommandInterpreter::sync(const Command& command) {
     constexpr double kRange = 4.0; // seconds from 0 to 1
     constexpr double kMiddle = 0.5;
@@ -120,9 +134,19 @@ void CommandInterpreter::hello(const Command& /*command*/) {
 }
 
 void CommandInterpreter::getSources(const Command& command) {
-    const std::string sources = document_.getDataSource();
-    if (!sources.empty()) {
-        session_.writeString(sources, command.connection_type);
+    if (command.argument == "AAC") {
+        document_.setAudioFormat(kAac);
+    }
+    reply(document_.getDataSource(), command);
+}
+
+void CommandInterpreter::getRecorded(const Command& command) {
+    reply(document_.getRecordedList(), command);
+}
+
+void CommandInterpreter::reply(const std::string& line, const Command& command) {
+    if (!line.empty()) {
+        session_.writeString(line, command.connection_type);
     }
 }
 
@@ -134,6 +158,15 @@ void CommandInterpreter::start(const Command& command) {
 
 void CommandInterpreter::stop(const Command& command) {
     session_.setStarted(command.connection_type, false);
+}
+
+void CommandInterpreter::record(const Command& command) {
+    document_.setStartRecording(numbers::leadingBoolean(command.argument));
+}
+
+void CommandInterpreter::playback(const Command& command) {
+    MainThread::performAndWait([&] { document_.startPlayback(command.argument); });
+    session_.setStarted(command.connection_type, true);
 }
 
 void CommandInterpreter::nightVision(const Command& command) {

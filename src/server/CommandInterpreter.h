@@ -36,15 +36,20 @@ private:
 
     void password(const Command& command);
     void frameRate(const Command& command);
+    void audio(const Command& command);
     void sync(const Command& command);
     void hello(const Command& command);
     void getSources(const Command& command);
+    void getRecorded(const Command& command);
     void start(const Command& command);
     void stop(const Command& command);
+    void record(const Command& command);
+    void playback(const Command& command);
     void nightVision(const Command& command);
     void webcamConfig(const Command& command);
     void motionConfig(const Command& command);
     void apns(const Command& command);
+    void reply(const std::string& line, const Command& command);
     void toggle(std::string_view key);
 
     // Given, not owned.

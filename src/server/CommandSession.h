@@ -26,6 +26,9 @@ public:
     /// Least seconds between two pictures.
     virtual void setFrameRateWait(float seconds) = 0;
 
+    /// Whether the viewer wants sound.
+    virtual void setEnableSound(bool enabled) = 0;
+
     /// Seconds that pictures are held back.
     virtual void setFrameDelay(float seconds) = 0;
 };

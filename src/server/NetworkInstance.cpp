@@ -115,6 +115,11 @@ void NetworkInstance::sendText(const std::string& text) {
 
 void NetworkInstance::sendBinaryData(const Data& data, std::string_view desc,
                                      const SyncData& syncData) {
+    sendBlock(&Outbox::sendBinary, data, desc, syncData);
+}
+
+void NetworkInstance::sendBlock(BlockWriter write, const Data& data, std::string_view desc,
+                                const SyncData& syncData) {
     if (!tcpAuthenticated_ || !tcpStarted_) {
         return;
     }
@@ -124,10 +129,10 @@ void NetworkInstance::sendBinaryData(const Data& data, std::string_view desc,
                          data->size(), syncData.timeStamp, syncData.reportNeeded);
     try {
         const MutexLock lock(lock_);
-        if (!tcpClientSocket_ || !tcpClientSocket_->isConnected() || outbox_.isWaiting()) {
+        if (!tcpClientSocket_ || !tcpClientSocket_->isConnected()) {
             return;
         }
-        outbox_.sendBinary(*tcpClientSocket_, {header.data(), end.size}, data);
+        (outbox_.*write)(*tcpClientSocket_, {header.data(), end.size}, data);
         if (outbox_.isWaiting()) {
             changed_.notify_all();
         }
@@ -162,7 +167,7 @@ void NetworkInstance::sendAudioData(const Data& data) {
     const SyncData record{audio_frame_count_++,
                           static_cast<std::uint32_t>(MyUtil::getTimeStamp(environment_.clock)),
                           false};
-    sendBinaryData(data, "Audio", record);
+    sendBlock(&Outbox::sendInLine, data, "Audio", record);
 }
 
 bool NetworkInstance::shouldSkipFrame() {

@@ -84,10 +84,13 @@ public:
 
     [[nodiscard]] float frameRateWait() const { return frame_rate_wait_; }
     [[nodiscard]] float frameDelay() const { return frameDelay_.delay(); }
-    void setEnableSound(bool enabled) { enableSound_ = enabled; }
 
 private:
     static constexpr int kTcp = 0; // connection_type
+    using BlockWriter = bool (Outbox::*)(AbstractSocket&, std::string_view, const Data&);
+
+    void sendBlock(BlockWriter write, const Data& data, std::string_view desc,
+                   const SyncData& syncData);
 
     // CommandSession.
     std::string getPassword() override;
@@ -95,6 +98,7 @@ private:
     void setAuthenticated(int connection_type) override;
     void setStarted(int connection_type, bool started) override;
     void setFrameRateWait(float seconds) override { frame_rate_wait_ = seconds; }
+    void setEnableSound(bool enabled) override { enableSound_ = enabled; }
     void setFrameDelay(float seconds) override;
 
     // The session thread.

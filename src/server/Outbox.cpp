@@ -28,17 +28,33 @@ std::size_t Outbox::Segment::restSize() const {
 }
 
 bool Outbox::sendBinary(AbstractSocket& socket, std::string_view header, const Data& payload) {
-    if (isWaiting()) {
+    return !isWaiting() && transmit(socket, header, payload);
+}
+
+bool Outbox::sendInLine(AbstractSocket& socket, std::string_view header, const Data& payload) {
+    if (!isWaiting() && transmit(socket, header, payload)) {
+        return true;
+    }
+    if (soundBytes_ + payload->size() > kMostSound) {
         return false;
     }
+    keep({std::string(header), nullptr});
+    keep({{}, payload, 0, payload->size()});
+    return true;
+}
+
+/// return  false when nothing of it is gone
+bool Outbox::transmit(AbstractSocket& socket, std::string_view header, const Data& payload) {
     const std::array<iovec, 2> parts{part(header.data(), header.size()),
                                      part(payload->data(), payload->size())};
     const std::size_t sent = socket.writeSome(parts);
     if (sent == 0) {
+        noteRefusal(socket);
         return false; // no room at all: as if it had not been writable
     }
+    refused_ = false;
     if (sent < header.size()) {
-        keep({std::string(header.substr(sent)), nullptr, 0});
+        keep({std::string(header.substr(sent)), nullptr});
     }
     const std::size_t payloadSent = sent - std::min(sent, header.size());
     if (payloadSent < payload->size()) {
@@ -60,7 +76,7 @@ void Outbox::sendText(AbstractSocket& socket, std::string_view text) {
     if (sent == text.size()) {
         return;
     }
-    keep({std::string(text.substr(sent)), nullptr, 0});
+    keep({std::string(text.substr(sent)), nullptr});
 }
 
 void Outbox::keep(Segment segment) {
@@ -69,6 +85,7 @@ void Outbox::keep(Segment segment) {
         unacknowledged_ = 0;
     }
     textBytes_ += segment.text.size();
+    soundBytes_ += segment.sound;
     segments_.push_back(std::move(segment));
 }
 
@@ -100,9 +117,20 @@ void Outbox::drop(std::size_t sent) {
         sent -= step;
         if (first.restSize() == 0) {
             textBytes_ -= first.text.size();
+            soundBytes_ -= first.sound;
             segments_.pop_front();
         }
     }
+}
+
+/// The buffer may be full to the brim with nothing kept: that can last as well.
+void Outbox::noteRefusal(AbstractSocket& socket) {
+    if (std::exchange(refused_, true)) {
+        checkProgress(socket, false);
+        return;
+    }
+    lastProgress_ = clock_.steady();
+    unacknowledged_ = socket.unacknowledged();
 }
 
 void Outbox::checkProgress(AbstractSocket& socket, bool sentSomething) {

@@ -18,8 +18,25 @@ public:
     /// Chooses sources from "video name|audio name".
     virtual void setDataSource(const std::string& source) = 0;
 
+    /// The line that lists the recordings, with its line feed.
+    virtual std::string getRecordedList() = 0;
+
+    /// Starts or ends a recording of the live picture.
+    virtual void setStartRecording(bool start) = 0;
+
+    /// Plays a recording, a file name of the list, to all viewers instead of the live picture; ends
+    /// one that is running.
+    virtual void startPlayback(const std::string& name) = 0;
+
     /// Ends a running playback.
     virtual void stopPlayback() = 0;
+
+    /// The line that describes the format of the sound, with its line feed; empty when there is
+    /// none.
+    virtual std::string getAudioParameters() = 0;
+
+    /// The format in which sound is captured from its next start on. format: 0 PCM, 1 AAC
+    virtual void setAudioFormat(int format) = 0;
 
     virtual void rotateLeft() = 0;
     virtual void rotateRight() = 0;

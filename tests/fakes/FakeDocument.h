@@ -19,7 +19,14 @@ public:
             choosing();
         }
     }
+    std::string getRecordedList() override { return recordedList; }
+    void setStartRecording(bool start) override {
+        note(start ? "startRecording" : "stopRecording");
+    }
+    void startPlayback(const std::string& name) override { note("startPlayback " + name); }
     void stopPlayback() override { note("stopPlayback"); }
+    std::string getAudioParameters() override { return audioParameters; }
+    void setAudioFormat(int format) override { note("setAudioFormat " + std::to_string(format)); }
     void rotateLeft() override { note("rotateLeft"); }
     void rotateRight() override { note("rotateRight"); }
     void clientDisconnected() override { note("clientDisconnected"); }
@@ -30,6 +37,8 @@ public:
     }
 
     std::function<void()> choosing; // what choosing a source takes, if anything
+    std::string recordedList = "RECORDED_LIST\n";
+    std::string audioParameters = "CONFIG_AUDIO,8000.000000\n";
     std::string dataSource = "DATA_SOURCE|Camera A|id|v|1\n";
 
 private:

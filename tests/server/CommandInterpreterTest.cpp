@@ -30,11 +30,13 @@ public:
     void setStarted(int connection_type, bool value) override { started[connection_type] = value; }
     void setFrameRateWait(float seconds) override { frameRateWait = seconds; }
     void setFrameDelay(float seconds) override { frameDelay = seconds; }
+    void setEnableSound(bool enabled) override { sound = enabled; }
 
     std::string password = "secret";
     std::string sent;
     bool authenticated[2] = {false, false};
     bool started[2] = {false, false};
+    bool sound = false;
     float frameRateWait = -1;
     float frameDelay = -1;
 };
@@ -154,6 +156,73 @@ TEST_F(CommandInterpreterTest, GetSourcesSendsTheLineUnlessItIsEmpty) {
     document.dataSource = "";
     tcp("GetSources,");
     EXPECT_EQ(session.sent, "0:DATA_SOURCE|Camera A|id|v|1\n");
+}
+
+TEST_F(CommandInterpreterTest, GetSourcesWithAacSwitchesTheFormatFirst) {
+    tcp("GetSources,PCM");
+    tcp("GetSources,aac");
+    tcp("GetSources,AAC\r");
+    EXPECT_TRUE(document.calls().empty());
+
+    tcp("GetSources,AAC");
+    EXPECT_EQ(document.calls(), (std::vector<std::string>{"setAudioFormat 1"}));
+}
+
+TEST_F(CommandInterpreterTest, AudioOneDescribesTheSoundAndTurnsItOn) {
+    tcp("Audio,1");
+
+    EXPECT_EQ(session.sent, "0:CONFIG_AUDIO,8000.000000\n");
+    EXPECT_TRUE(session.sound);
+}
+
+TEST_F(CommandInterpreterTest, AudioOfAnyOtherNumberTurnsTheSoundOff) {
+    for (const char* argument : {"0", "x", "", "2", "-1", "11"}) {
+        session.sound = true;
+        tcp(std::string("Audio,") + argument);
+        EXPECT_FALSE(session.sound) << argument;
+    }
+    EXPECT_EQ(session.sent, "");
+}
+
+TEST_F(CommandInterpreterTest, AudioWithoutAFormatLineTurnsTheSoundOnAllTheSame) {
+    document.audioParameters = "";
+
+    tcp("Audio,1");
+
+    EXPECT_EQ(session.sent, "");
+    EXPECT_TRUE(session.sound);
+}
+
+TEST_F(CommandInterpreterTest, GetRecordedSendsTheListUnlessItIsEmpty) {
+    tcp("GetRecorded,anything");
+    EXPECT_EQ(session.sent, "0:RECORDED_LIST\n");
+
+    document.recordedList = "";
+    tcp("GetRecorded,");
+    EXPECT_EQ(session.sent, "0:RECORDED_LIST\n");
+}
+
+TEST_F(CommandInterpreterTest, RecordReadsItsFlagAsABoolean) {
+    const std::pair<const char*, bool> kCases[] = {
+        {"Y", true},  {"yes", true}, {"T", true},   {"true", true}, {"1", true},
+        {"9", true},  {" 1", true},  {"+1", true},  {"-1", true},   {"01", true},
+        {"0", false}, {"00", false}, {"N", false},  {"n", false},   {"false", false},
+        {"", false},  {"on", false}, {"x1", false}, {"-", false},   {"\r", false},
+    };
+    for (const auto& [flag, expected] : kCases) {
+        tcp(std::string("Record,") + flag);
+        EXPECT_EQ(document.calls().back(), expected ? "startRecording" : "stopRecording") << flag;
+    }
+    EXPECT_EQ(session.sent, "");
+}
+
+TEST_F(CommandInterpreterTest, PlaybackPlaysTheNameAndStartsThisTransportOnly) {
+    tcp("Playback,Ovelo_20240131235959.mov, second part");
+
+    EXPECT_EQ(document.calls(),
+              (std::vector<std::string>{"startPlayback Ovelo_20240131235959.mov, second part"}));
+    EXPECT_TRUE(session.started[0]);
+    EXPECT_FALSE(session.started[1]);
 }
 
 TEST_F(CommandInterpreterTest, StartStopsPlaybackChoosesTheSourceAndStartsThisTransportOnly) {

@@ -145,6 +145,33 @@ TEST_F(NetworkInstanceTest, SoundIsNeitherNumberedNorSentUnlessAskedFor) {
     const auto viewer = watcher();
     server.network->sendAudioData(makeData({'a'}));
     EXPECT_TRUE(viewer->staysSilent(kAWhile));
+
+    viewer->send("Audio,1\n");
+    EXPECT_EQ(viewer->line(), "CONFIG_AUDIO,8000.000000");
+    roundTrip(*viewer);
+    server.network->sendAudioData(makeData({'b', 'c'}));
+    EXPECT_TRUE(std::regex_match(viewer->line().value_or(""), std::regex("Audio,0,2,[0-9]+,0")));
+    EXPECT_EQ(viewer->bytes(2), "bc");
+
+    viewer->send("Audio,0\n");
+    roundTrip(*viewer);
+    server.network->sendAudioData(makeData({'d'}));
+    EXPECT_TRUE(viewer->staysSilent(kAWhile));
+}
+
+TEST_F(NetworkInstanceTest, StoppedViewerHearsNothingUntilItStartsAgain) {
+    const auto viewer = watcher();
+    viewer->send("Audio,1\nStop,\n");
+    EXPECT_EQ(viewer->line(), "CONFIG_AUDIO,8000.000000");
+    roundTrip(*viewer);
+    server.network->sendAudioData(makeData({'a'}));
+    EXPECT_TRUE(viewer->staysSilent(kAWhile));
+
+    viewer->send("Start,\n");
+    roundTrip(*viewer);
+    server.network->sendAudioData(makeData({'b'}));
+    // Kept: what was not sent to a stopped viewer was counted all the same.
+    EXPECT_TRUE(std::regex_match(viewer->line().value_or(""), std::regex("Audio,1,1,[0-9]+,0")));
 }
 
 TEST_F(NetworkInstanceTest, LinesInPiecesAndSeveralAtOnceAreCarriedOutOneByOne) {

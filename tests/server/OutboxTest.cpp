@@ -91,6 +91,48 @@ TEST_F(OutboxTest, PeerThatTakesALittleIsNotStalled) {
     SUCCEED() << "no send failed";
 }
 
+TEST_F(OutboxTest, SoundThatHadNoRoomWaitsInLine) {
+    std::string expected = fill();
+
+    EXPECT_TRUE(outbox.sendInLine(*pair.server, "Audio,0,3,1,0\n", makeData({'a', 'b', 'c'})));
+    outbox.sendText(*pair.server, "text\n");
+    EXPECT_TRUE(outbox.sendInLine(*pair.server, "Audio,1,2,1,0\n", makeData({'d', 'e'})));
+    expected += "Audio,0,3,1,0\nabctext\nAudio,1,2,1,0\nde";
+
+    EXPECT_EQ(drain(expected.size()), expected);
+    EXPECT_FALSE(outbox.isWaiting());
+}
+
+TEST_F(OutboxTest, EndlessSoundToAStalledPeerIsRefusedInsteadOfGrowing) {
+    std::string expected = fill();
+    const std::string block(20000, 's');
+    const Data sound = makeData(Bytes(block.begin(), block.end()));
+    int taken = 0;
+    for (int second = 0; second < 100; ++second) {
+        taken += outbox.sendInLine(*pair.server, "Audio\n", sound) ? 1 : 0;
+    }
+    EXPECT_EQ(taken, 3);
+    for (int i = 0; i < taken; ++i) {
+        expected += "Audio\n" + block;
+    }
+    EXPECT_EQ(drain(expected.size()), expected);
+    EXPECT_TRUE(outbox.sendInLine(*pair.server, "Audio\n", sound)) << "there is room again";
+}
+
+TEST_F(OutboxTest, PeerThatStallsBetweenTwoPicturesIsNoticedToo) {
+    // Small blocks, until the buffer is full to the brim and nothing is kept.
+    pair.server->prepareForViewer(); // a smaller buffer
+    const Data byte = makeData({'p'});
+    while (outbox.sendBinary(*pair.server, "", byte)) {
+    }
+    ASSERT_FALSE(outbox.isWaiting());
+    clock.advance(Outbox::kStallLimit - std::chrono::seconds(1));
+    EXPECT_FALSE(outbox.sendBinary(*pair.server, "", byte));
+    clock.advance(std::chrono::seconds(1));
+
+    EXPECT_THROW(outbox.sendBinary(*pair.server, "", byte), SocketException);
+}
+
 TEST_F(OutboxTest, EndlessTextsToAStalledPeerFailInsteadOfGrowing) {
     fill();
     const std::string text(1000, 't');
