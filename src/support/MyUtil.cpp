@@ -39,7 +39,7 @@ bool MyUtil::valideEmailAddress(std::string_view address) {
 
 bool MyUtil::isAccountEmail(std::string_view address) {
     constexpr std::size_t kTooShort = 3;
-    return address.size() > kTooShort;
+    return length(address) > kTooShort;
 }
 
 std::filesystem::path MyUtil::getRecordedDirectory() {

@@ -22,7 +22,7 @@ public:
     /// True for a text of at least 3 characters with an "@" in it. // sic
     static bool valideEmailAddress(std::string_view address);
 
-    /// True when an account's e-mail counts as given: more than 3 bytes.
+    /// True when an account's e-mail counts as given: more than 3 characters.
     static bool isAccountEmail(std::string_view address);
 
     /// The recordings folder, created when missing; empty when there is no documents folder.

@@ -31,5 +31,12 @@ TEST(MyUtilTest, EmailAddressHasAtLeastThreeCharactersAndAnAtSign) {
     EXPECT_FALSE(MyUtil::valideEmailAddress("ü@")) << "characters count, not bytes";
 }
 
+TEST(MyUtilTest, AccountHasAnEmailOfMoreThanThreeCharacters) {
+    EXPECT_FALSE(MyUtil::isAccountEmail(""));
+    EXPECT_FALSE(MyUtil::isAccountEmail("a@b"));
+    EXPECT_FALSE(MyUtil::isAccountEmail("ü@b")) << "characters count, not bytes";
+    EXPECT_TRUE(MyUtil::isAccountEmail("a@bc"));
+}
+
 } // namespace
 } // namespace ovelo
