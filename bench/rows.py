@@ -142,6 +142,11 @@ def fourthousand(quick):
 # ---- Latency
 
 
+# A viewer that sends "Sync,0" while pictures wait already keeps that distance for ever; a delay a little below nothing
+# empties the queue (docs/viewer-protocol.md, "Delay").
+PRESENT = -0.001
+
+
 def latency(quick):
     seconds = 5 if quick else 15
     figures = []
@@ -149,9 +154,14 @@ def latency(quick):
     with ovelo(fps=15) as server:
         for clients, key, name, limit in ((1, "latency_p50", "median", 2), (100, "latency_p99", "p99", 8),
                                           (1000, "latency_p99", "p99", 30)):
-            run = server.view(f"latency, {clients}", clients, seconds, sync=0, rate=1, latency=True)
+            run = server.view(f"latency, {clients}", clients, seconds, sync=PRESENT, rate=1, latency=True)
             figures.append(Figure.at_most(f"camera to viewer, {clients} viewers, {name}", run[key], limit, "ms", 2))
             figures += noise(run)
+        run = server.view("latency, 1000, Sync,0", 1000, seconds, sync=0, rate=1, latency=True)
+        figures.append(Figure.note("the same with Sync,0, which leaves some a picture behind", f"{run['latency_p99']:.1f} ms"))
+    with floor(fps=15) as server:
+        run = server.view("latency, 1000", 1000, seconds, rate=1, latency=True)
+        figures.append(Figure.note("the same, floor", f"{run['latency_p99']:.1f} ms"))
     return figures
 
 
