@@ -2,19 +2,17 @@
 
 #include "capture/Bitmap.h"
 #include "capture/ImageUtil.h"
-#include "capture/PictureTransform.h"
+#include "capture/ViewerPicture.h"
 #include "platform/Console.h"
 #include "platform/DateText.h"
-#include "platform/Jpeg.h"
 #include "platform/Settings.h"
 
 namespace ovelo {
 
 namespace {
 
-constexpr int kWidth = 320;
-constexpr int kHeight = 240;
-constexpr int kQuality = 40; // a compression factor of 0.4
+using viewerpicture::kHeight;
+using viewerpicture::kWidth;
 
 constexpr float kTimeStampY = 10.0F;
 constexpr float kDeviceNameX = 10.0F;
@@ -56,13 +54,10 @@ void FramePipeline::AddDeviceName(Bitmap& picture, float width, float height) co
     }
 }
 
-/// True when no step would change a pixel: then none is copied either.
-bool FramePipeline::isSentAsItIs(const VideoFrame& frame) const {
+bool FramePipeline::isDrawnOn() const {
     const Settings& settings = environment_.settings;
-    return frame.width == kWidth && frame.height == kHeight &&
-           PictureTransform::fromSettings(settings).isIdentity() &&
-           !settings.boolean("night_vision") && !settings.boolean("show_timestamp") &&
-           !settings.boolean("show_devicename");
+    return settings.boolean("night_vision") || settings.boolean("show_timestamp") ||
+           settings.boolean("show_devicename");
 }
 
 Bitmap FramePipeline::workingPicture(const VideoFrame& frame) const {
@@ -81,11 +76,11 @@ Bitmap FramePipeline::workingPicture(const VideoFrame& frame) const {
 }
 
 Result<Data> FramePipeline::viewerPicture(const VideoFrame& frame) const {
-    if (isSentAsItIs(frame)) {
-        return jpeg::encode(frame, kQuality);
+    if (!isDrawnOn()) {
+        return viewerpicture::plain(frame, environment_.settings);
     }
     const Bitmap picture = workingPicture(frame);
-    return jpeg::encode(picture.frame(), kQuality);
+    return viewerpicture::encode(picture.frame());
 }
 
 } // namespace ovelo

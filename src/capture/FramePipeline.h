@@ -58,7 +58,7 @@ public:
     void AddDeviceName(Bitmap& picture, float width, float height) const;
 
 private:
-    [[nodiscard]] bool isSentAsItIs(const VideoFrame& frame) const;
+    [[nodiscard]] bool isDrawnOn() const;
     [[nodiscard]] Bitmap workingPicture(const VideoFrame& frame) const;
     [[nodiscard]] Result<Data> viewerPicture(const VideoFrame& frame) const;
 

@@ -1,0 +1,134 @@
+#include "platform/GstMovie.h"
+
+#include "platform/GstPicture.h"
+#include "platform/GstPipelineBuild.h"
+
+#include <gst/app/gstappsink.h>
+#include <gst/gst.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace ovelo {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 5s;      // with one picture
+constexpr auto kSlice = 20ms;       // until the next look at a stop token
+constexpr Movie::Time kStride = 2s; // further ahead is jumped to
+
+/// The sample's place in the movie; `otherwise` when it has none.
+Movie::Time startOf(GstSample* sample, Movie::Time otherwise) {
+    const GstBuffer* buffer = gst_sample_get_buffer(sample);
+    if (!buffer || !GST_BUFFER_PTS_IS_VALID(buffer)) {
+        return otherwise;
+    }
+    const guint64 start = gst_segment_to_stream_time(gst_sample_get_segment(sample),
+                                                     GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+    return start == GST_CLOCK_TIME_NONE ? otherwise : Movie::Time(static_cast<std::int64_t>(start));
+}
+
+/// return  null at the end, after a failure, and when the time is over
+GstPointer<GstSample> pull(GstElement* sink, std::chrono::steady_clock::time_point deadline,
+                           const std::stop_token& stop) {
+    while (!stop.stop_requested() && std::chrono::steady_clock::now() < deadline) {
+        GstPointer<GstSample> sample(gst_app_sink_try_pull_sample(
+            GST_APP_SINK(sink),
+            static_cast<GstClockTime>(std::chrono::nanoseconds(kSlice).count())));
+        if (sample || gst_app_sink_is_eos(GST_APP_SINK(sink))) {
+            return sample;
+        }
+    }
+    return nullptr;
+}
+
+/// Empties the bus. return: true when a failure was on it
+bool hasFailed(GstElement* pipeline) {
+    const GstPointer<GstBus> bus(gst_element_get_bus(pipeline));
+    bool failed = false;
+    while (GstMessage* message = gst_bus_pop(bus.get())) {
+        failed = failed || GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR;
+        gst_message_unref(message);
+    }
+    return failed;
+}
+
+} // namespace
+
+GstMovie::GstMovie(std::shared_ptr<GstElement> pipeline, Time duration)
+    : pipeline_(std::move(pipeline))
+    , pictures_(gst_bin_get_by_name(GST_BIN(pipeline_.get()), kGstPicturesName))
+    , duration_(duration) {
+}
+
+GstMovie::~GstMovie() {
+    gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+}
+
+std::optional<VideoFrame> GstMovie::pictureAt(Time time, const std::stop_token& stop) {
+    if (time < Time::zero() || time >= duration_) {
+        return std::nullopt;
+    }
+    if (!isAhead(time) && !goTo(time)) {
+        return std::nullopt;
+    }
+    if (!stepTo(time, stop) || !current_ || current_->start > time) {
+        return std::nullopt;
+    }
+    return current_->frame;
+}
+
+/// True when going forward from here leads to the picture soon.
+bool GstMovie::isAhead(Time time) const {
+    const Time here = current_ ? current_->start : Time::zero();
+    const Time read = next_ ? next_->start : here;
+    return time >= here && (ended_ || time < read + kStride);
+}
+
+bool GstMovie::goTo(Time time) {
+    current_.reset();
+    next_.reset();
+    ended_ = false;
+    constexpr auto kExactly =
+        static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
+    return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME, kExactly, time.count()) !=
+           FALSE;
+}
+
+/// Reads until the picture after the one of `time` is known.
+bool GstMovie::stepTo(Time time, const std::stop_token& stop) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!ended_ && (!next_ || next_->start <= time)) {
+        if (!readNext(deadline, stop)) {
+            return false;
+        }
+    }
+    if (next_ && next_->start <= time) {
+        current_ = std::exchange(next_, std::nullopt);
+    }
+    return true;
+}
+
+bool GstMovie::readNext(Deadline deadline, const std::stop_token& stop) {
+    auto sample = pull(pictures_.get(), deadline, stop);
+    if (!sample) {
+        ended_ = gst_app_sink_is_eos(GST_APP_SINK(pictures_.get())) != FALSE ||
+                 hasFailed(pipeline_.get());
+        return ended_;
+    }
+    const Time before = next_ ? next_->start : Time::zero();
+    const Time start = startOf(sample.get(), before);
+    auto frame = frameOfPicture(std::move(sample));
+    if (!frame) {
+        return false;
+    }
+    if (next_) {
+        current_ = std::move(next_);
+    }
+    next_ = Picture{start, std::move(*frame)};
+    return true;
+}
+
+} // namespace ovelo
