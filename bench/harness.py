@@ -18,6 +18,10 @@ FLOOR = os.path.join(BUILD, "bin", "floor")
 OVELO = os.path.join(BUILD, "bin", "ovelo")
 RAW = os.path.join(OUT, "raw.jsonl")
 
+# As a sound server would deliver it: 16 bits, 48000 a second, 25 times a second.
+MICROPHONE = ("a|Bench Microphone|audiotestsrc is-live=true wave=pink-noise volume=0.3 samplesperbuffer=1920 ! "
+              "audio/x-raw,format=S16LE,rate=48000,channels=1")
+
 # The server leaves at least 1 / (15 v + 5) s between two pictures of a viewer that sent "FrameRate,v". At v = 1 that
 # is 0.05 s, so that a camera of 20 pictures a second with any jitter loses some; 4 never holds one back.
 UNPACED = 4
@@ -158,8 +162,8 @@ def last_raw():
 
 
 @contextlib.contextmanager
-def ovelo(fps=20, demo=False, env=None, backlog=512):
-    """Ovelo with the bench's camera, or with its own Demo Camera.
+def ovelo(fps=20, demo=False, env=None, backlog=512, sound=False):
+    """Ovelo with the bench's camera, or with its own Demo Camera; with a microphone that hears noise, or without.
 
     With the usual backlog of 5 the kernel loses connections of many that come at once; only one row is about that.
     """
@@ -171,6 +175,8 @@ def ovelo(fps=20, demo=False, env=None, backlog=512):
             settings["captureSources"] = (
                 f'"v|Bench|tcpclientsrc host=127.0.0.1 port={feed} ! '
                 f'rawvideoparse width=320 height=240 format=rgb framerate={fps}/1"')
+            if sound:
+                settings["captureSources"] += f', "{MICROPHONE}"'
         environment = profile(port, settings)
         if demo:
             environment["OVELO_DEMO"] = "1"
@@ -220,6 +226,42 @@ def screen():
     finally:
         process.terminate()
         process.wait()
+
+
+class Wire:
+    """A viewer that speaks by hand."""
+
+    def __init__(self, port):
+        self.link = socket.create_connection(("127.0.0.1", port), 10)
+        self.link.settimeout(20)
+        self.stream = self.link.makefile("rb")
+        self.read_line()
+        self.read_line()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stream.close()
+        self.link.close()
+
+    def send(self, line):
+        self.link.sendall(line.encode() + b"\n")
+
+    def read_line(self):
+        """The next line; a block that it announces is skipped."""
+        line = self.stream.readline()
+        if not line:
+            raise BenchError("the server closed a connection")
+        words = line.decode().rstrip("\n").split(",")
+        if words[0] in ("Frame", "Audio"):
+            self.stream.read(int(words[2]))
+        return ",".join(words)
+
+    def wait_for_line(self, beginning):
+        while not (line := self.read_line()).startswith(beginning):
+            pass
+        return line
 
 
 class FirstPicture:

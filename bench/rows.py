@@ -260,6 +260,116 @@ def typical(server):
     return {key: statistics.median(s[key] for s in samples) for key in samples[0]}
 
 
+# ---- Sound, recordings
+
+
+def sound(quick):
+    seconds, repeats = (6, 1) if quick else (20, 3)
+
+    def costs(server, label, clients, **options):
+        return min(server.view(label, clients, seconds, rate=UNPACED, **options)["cpu_pct"] for _ in range(repeats))
+
+    with ovelo(fps=20) as server:
+        mute = costs(server, "sound, no microphone", 0)
+    with ovelo(fps=20, sound=True) as server:
+        heard = costs(server, "sound, microphone", 0)
+        watched = costs(server, "sound, 100 viewers that do not listen", 100)
+        listened = costs(server, "sound, 100 viewers that listen", 100, audio=True)
+    return [
+        Figure.at_most("microphone, meter and AAC with nobody there", heard - mute, 1, "% of a core more", 2),
+        Figure.at_most("100 viewers with sound against 100 without", listened / watched, 1.1, "x", 3),
+    ]
+
+
+def recording(quick):
+    seconds = 10 if quick else 60
+    with ovelo(fps=15, sound=True) as server:
+        idle = server.view("recording, none", 0, seconds)["cpu_pct"]
+        with harness.Wire(server.port) as viewer:
+            viewer.send("Stop,")
+            watched = server.view("recording, before", 0, seconds)["cpu_pct"]
+            viewer.send("Record,Y")
+            time.sleep(2)
+            busy = server.view("recording", 0, seconds)["cpu_pct"]
+            viewer.send("Record,N")
+            viewer.send("GetRecorded,")
+            viewer.wait_for_line("RECORDED_LIST")
+    return [
+        Figure.note("no viewer", f"{idle:.2f} % of a core"),
+        Figure.at_most("recording at 15/s with sound", busy - watched, 12, "% of a core more", 2),
+    ]
+
+
+def recorded_name(viewer):
+    """The newest recording, once there is one."""
+    end = time.monotonic() + 10
+    while time.monotonic() < end:
+        viewer.send("GetRecorded,")
+        entries = viewer.wait_for_line("RECORDED_LIST").split(",-")[1:]
+        if entries:
+            return max(entry.rpartition("-")[0] for entry in entries)
+        time.sleep(0.1)
+    raise harness.BenchError("nothing was recorded")
+
+
+def playback(quick):
+    times = []
+    with ovelo(fps=15, sound=True) as server, harness.Wire(server.port) as viewer:
+        viewer.send("Sync,-0.001")
+        viewer.send("Stop,")
+        viewer.send("Record,Y")
+        time.sleep(5)
+        viewer.send("Record,N")
+        name = recorded_name(viewer)
+        for _ in range(5 if quick else 20):
+            viewer.send("Stop,")
+            viewer.send("GetSources,")
+            viewer.wait_for_line("DATA_SOURCE")  # no picture is on its way behind it
+            began = time.monotonic()
+            viewer.send(f"Playback,{name}")
+            viewer.wait_for_line("Frame")
+            times.append((time.monotonic() - began) * 1000)
+            viewer.send("Start,")
+    return [
+        Figure.at_most("command to the first picture, slowest", max(times), 300, "ms"),
+        Figure.note("the same, median", f"{statistics.median(times):.1f} ms"),
+    ]
+
+
+def cycles(quick):
+    """Recordings and playbacks one after the other: nothing may grow."""
+    seconds = 60 if quick else 1800
+    with ovelo(fps=15, sound=True) as server, harness.Wire(server.port) as viewer:
+        viewer.send("Sync,-0.001")
+        viewer.send("Stop,")
+
+        def cycle():
+            viewer.send("Record,Y")
+            time.sleep(5)
+            viewer.send("Record,N")
+            viewer.send(f"Playback,{recorded_name(viewer)}")
+            time.sleep(2)
+            viewer.send("Start,")
+            viewer.send("Stop,")
+
+        for _ in range(3):
+            cycle()
+        before = typical(server)
+        end = time.monotonic() + seconds
+        count = 0
+        while time.monotonic() < end:
+            cycle()
+            count += 1
+        time.sleep(1)
+        after = typical(server)
+    return [
+        Figure.note("recordings made and played", f"{count} in {seconds} s"),
+        Figure.at_most("memory, end against beginning", after["rss_mb"] - before["rss_mb"], 2, "MB more", 2),
+        Figure.at_most("threads", after["threads"] - before["threads"], 0, "more", 0),
+        Figure.at_most("descriptors", after["fds"] - before["fds"], 0, "more", 0),
+    ]
+
+
 # ---- The pipeline alone
 
 
@@ -294,4 +404,8 @@ ROWS = {
     "churn": churn,
     "answers": answers,
     "pipeline": pipeline,
+    "sound": sound,
+    "recording": recording,
+    "playback": playback,
+    "cycles": cycles,
 }
