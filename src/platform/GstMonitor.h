@@ -3,10 +3,8 @@
 #include "platform/GstTypes.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,10 +26,19 @@ public:
         std::shared_ptr<GstDevice> device;
     };
 
-    /// Makes GStreamer ready and begins to watch; takes about 20 ms.
-    ///
-    /// glance  how often to see whether a sound server came or went: the library does not notice
-    explicit GstMonitor(std::chrono::milliseconds glance = std::chrono::seconds(5));
+    struct Patience {
+        /// How often to see whether a sound server came or went: the library does not notice.
+        std::chrono::milliseconds glance = std::chrono::seconds(5);
+        /// How long the first search may take until the rest of the program goes on without it.
+        std::chrono::milliseconds search = std::chrono::seconds(1);
+        /// How long the end waits for a search.
+        std::chrono::milliseconds end = std::chrono::milliseconds(500);
+    };
+
+    /// Makes GStreamer ready and begins to watch; takes about 20 ms. A sound server that accepts
+    /// and does not answer holds up nobody: its devices are there when it has answered.
+    GstMonitor();
+    explicit GstMonitor(Patience patience);
     ~GstMonitor();
     GstMonitor(const GstMonitor&) = delete;
     GstMonitor& operator=(const GstMonitor&) = delete;
@@ -44,21 +51,11 @@ public:
     void watch(std::function<void()> changed);
 
 private:
-    struct Listener;
+    class Search; // shared with the thread, which may have to be left behind in the library
 
-    [[nodiscard]] std::shared_ptr<GstDeviceMonitor> startedMonitor() const;
-    void watchSoundServer(const std::stop_token& stop, std::string state);
-    void renew();
-
-    const std::shared_ptr<Listener> listener_; // outlives the library's last call
-    mutable std::mutex lock_;                  // guards monitor_; held while it is renewed
-    std::shared_ptr<GstDeviceMonitor> monitor_;
-    mutable std::mutex knownLock_; // guards known_; a leaf
-    mutable std::vector<Found> known_;
-    const std::chrono::milliseconds glanceInterval_;
-    const std::vector<std::string> soundServers_; // their sockets
-    std::condition_variable_any stopped_;
-    std::jthread glances_; // last: begins when all of the above is there
+    const std::shared_ptr<Search> search_;
+    const Patience patience_;
+    std::jthread thread_;
 };
 
 } // namespace ovelo

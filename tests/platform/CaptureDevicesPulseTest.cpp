@@ -129,7 +129,7 @@ TEST_F(CaptureDevicesPulseTest, CleansNamesThatWouldBreakALineForViewers) {
 }
 
 TEST_F(CaptureDevicesPulseTest, NoticesASoundServerThatStopsAndComesBack) {
-    GstMonitor monitor(100ms);
+    GstMonitor monitor({.glance = 100ms});
     std::atomic<int> changes = 0;
     monitor.watch([&] { ++changes; });
     ASSERT_EQ(monitor.devices().size(), 1U);

@@ -1,10 +1,14 @@
 #include "platform/CaptureDevices.h"
 
 #include "fakes/FrameWatcher.h"
+#include "fakes/TemporaryFolder.h"
+#include "platform/FileDescriptor.h"
 #include "platform/MemorySettings.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <cstdlib>
 #include <memory>
@@ -51,6 +55,41 @@ protected:
     int connected = 0;
     int disconnected = 0;
 };
+
+/// A sound server that lets everybody in and never says a word.
+class MuteServer {
+public:
+    explicit MuteServer(const std::filesystem::path& path)
+        : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+        ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(socket_.get(), 5); // who connects waits there for ever
+    }
+    void hangUp() { socket_.reset(); }
+
+private:
+    FileDescriptor socket_;
+};
+
+TEST_F(CaptureDevicesTest, SoundServerThatNeverAnswersHoldsUpNobody) {
+    using namespace std::chrono_literals;
+    const TemporaryFolder folder;
+    MuteServer server(folder.path() / "native");
+    const std::string address = "unix:" + (folder.path() / "native").string();
+    ::setenv("PULSE_SERVER", address.c_str(), 1);
+    const auto began = std::chrono::steady_clock::now();
+
+    create({"v|Camera|videotestsrc is-live=true", "a|Mic|audiotestsrc"});
+    EXPECT_EQ(names(MediaType::Video), Names{"Camera"});
+    EXPECT_EQ(names(MediaType::Sound), Names{"Mic"});
+    devices.reset();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 10s) << "bounded, where it was endless";
+    ::unsetenv("PULSE_SERVER");
+    server.hangUp(); // lets the library's thread go
+}
 
 TEST_F(CaptureDevicesTest, ListsDescribedDevicesByKindInTheirOrder) {
     create({"v|B|videotestsrc is-live=true", "a|Mic|audiotestsrc", "m|Both|file:///x.mov",
