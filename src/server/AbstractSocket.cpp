@@ -182,12 +182,6 @@ int AbstractSocket::acceptDescriptor(sockaddr_in& remoteAddress) const {
     return accepted;
 }
 
-bool AbstractSocket::hasPendingClient() const {
-    const std::shared_lock lifetime(lifetime_);
-    pollfd polled{socketfd_, POLLIN, 0};
-    return ::poll(&polled, 1, 0) == 1 && (polled.revents & POLLIN) != 0;
-}
-
 void AbstractSocket::acceptConnection() {
     sockaddr_in remote{};
     const int accepted = acceptDescriptor(remote);

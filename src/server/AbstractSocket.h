@@ -119,9 +119,6 @@ protected:
     /// Waits for a client. return: its descriptor, which the caller owns.
     int acceptDescriptor(sockaddr_in& remoteAddress) const;
 
-    /// True when accepting would not wait. Never waits; false when not listening.
-    [[nodiscard]] bool hasPendingClient() const;
-
     /// Sets an option of type int; false when the system refuses.
     bool setOption(int level, int name, int value) const;
 

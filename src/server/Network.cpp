@@ -63,7 +63,6 @@ void Network::startServer(ViewerDocument& document) {
     if (!announceService()) {
         return;
     }
-    welcomeThread_ = std::jthread([this](const std::stop_token& stop) { welcomeThread(stop); });
     tcpServerThread_ = std::jthread([this](const std::stop_token& stop) { tcpServerThread(stop); });
 }
 
@@ -101,8 +100,6 @@ void Network::stopServer() {
         environment_.log.write("TCP: Stopping server");
         listnerSocket_->close(); // wakes the thread, which never waits for anybody else
         tcpServerThread_.join();
-        welcomeThread_.request_stop();
-        welcomeThread_.join();
     }
     listnerSocket_.reset();
     port_ = 0;
@@ -131,47 +128,22 @@ void Network::tcpServerThread(const std::stop_token& stop) {
     settleThread("viewer-accept");
     while (!stop.stop_requested()) {
         try {
-            acceptRush();
+            accept(listnerSocket_->acceptConnectionAndKeepListening());
         } catch (const std::exception& failure) {
             if (stop.stop_requested()) {
                 return;
             }
-            // Too many descriptors, mostly: others go on, and so does this one after a while.
+            // Too many descriptors or threads, mostly: others go on, and so does this one after a
+            // while.
             constexpr auto kPause = std::chrono::milliseconds(100);
             environment_.log.write(
                 fmt::format("tcpServerThread() exception: {}\n", failure.what()));
             std::this_thread::sleep_for(kPause);
         }
-        arrivals_.release();
     }
 }
 
-/// Accepts one viewer, and those who come right behind it.
-void Network::acceptRush() {
-    constexpr auto kLull = std::chrono::microseconds(300); // what ends a rush
-    constexpr auto kLongest = std::chrono::milliseconds(50);
-    arrivals_.add(listnerSocket_->acceptConnectionAndKeepListening());
-    const auto end = std::chrono::steady_clock::now() + kLongest;
-    while (std::chrono::steady_clock::now() < end && listnerSocket_->isAwaited(kLull)) {
-        arrivals_.add(listnerSocket_->acceptConnectionAndKeepListening());
-    }
-}
-
-void Network::welcomeThread(const std::stop_token& stop) {
-    settleThread("viewer-welcome");
-    while (!stop.stop_requested()) {
-        for (auto& client : arrivals_.take(stop)) {
-            try {
-                welcome(std::move(client));
-            } catch (const std::exception& failure) { // too many threads, mostly
-                environment_.log.write(
-                    fmt::format("tcpServerThread() exception: {}\n", failure.what()));
-            }
-        }
-    }
-}
-
-void Network::welcome(std::unique_ptr<Socket> client) {
+void Network::accept(std::unique_ptr<Socket> client) {
     client->prepareForViewer();
     const auto session = std::make_shared<NetworkInstance>(NetworkInstance::Environment{
         *parentDocoument_, *this, environment_.settings, environment_.log, environment_.clock});

@@ -4,7 +4,6 @@
 #include "platform/Data.h"
 #include "platform/Mutex.h"
 #include "platform/ServicePublisher.h"
-#include "server/Arrivals.h"
 #include "server/SessionHost.h"
 #include "server/SessionThreads.h"
 
@@ -93,9 +92,7 @@ public:
 
 private:
     void tcpServerThread(const std::stop_token& stop);
-    void acceptRush();
-    void welcomeThread(const std::stop_token& stop);
-    void welcome(std::unique_ptr<Socket> client);
+    void accept(std::unique_ptr<Socket> client);
     bool listen();
     bool announceService();
     void endSessions();
@@ -121,8 +118,6 @@ private:
     std::uint16_t port_ = 0;
     sigc::signal<void(const std::string&)> propertyChanged_;
     SessionThreads sessionThreads_; // joined before anything above dies
-    Arrivals arrivals_;
-    std::jthread welcomeThread_;
     std::jthread tcpServerThread_;
 };
 

@@ -15,16 +15,6 @@ std::unique_ptr<Socket> Socket::acceptConnectionAndKeepListening() {
     return std::make_unique<Socket>(accepted, remote, log());
 }
 
-bool Socket::isAwaited(std::chrono::microseconds moment) const {
-    const auto end = std::chrono::steady_clock::now() + moment;
-    do {
-        if (hasPendingClient()) {
-            return true;
-        }
-    } while (std::chrono::steady_clock::now() < end);
-    return false;
-}
-
 void Socket::prepareForViewer() {
     // A picture is about 10 KB. The kernel doubles the size for its own book-keeping.
     constexpr int kSendBuffer = 96 * 1024;

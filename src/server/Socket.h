@@ -17,10 +17,6 @@ public:
     /// Waits for a client; this object goes on listening.
     [[nodiscard]] std::unique_ptr<Socket> acceptConnectionAndKeepListening();
 
-    /// Whether a client waits for this listener, or comes within a moment, which is looked out for
-    /// without sleeping: waking up takes longer than several clients need to connect.
-    [[nodiscard]] bool isAwaited(std::chrono::microseconds moment) const;
-
     /// Prepares an accepted viewer's connection: small writes leave at once, the send buffer holds
     /// several pictures, and a peer that has vanished is noticed. What the system refuses stays as
     /// it was.
