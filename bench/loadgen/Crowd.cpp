@@ -99,6 +99,8 @@ void Crowd::opened(Viewer& v) {
     connectTimes_.add(nowUs() - v.connectStart);
     v.state = State::Open;
     watch(v, EPOLLIN, EPOLL_CTL_MOD);
+    if (o_.hello)
+        send(v, "Hello,\n");
 }
 
 void Crowd::send(Viewer& v, std::string_view text) {

@@ -35,6 +35,7 @@ void usage() {
         "Ethernet)\n"
         "  --sync V --rate V      arguments of Sync (empty: not sent) and FrameRate (0 and 1)\n"
         "  --audio                also ask for sound      --no-start  do not send Start\n"
+        "  --hello                send a line at once, before the greeting\n"
         "  --rtt MS               one viewer asks GetSources every MS; its answer times are "
         "reported\n"
         "  --latency              read the feeder's bar code: time from camera to viewer\n"
@@ -87,9 +88,13 @@ void check(const Options& o) {
 Options parseOptions(int argc, char** argv) {
     Options o;
     const std::map<std::string_view, bool*> flags = {
-        {"--feed-raw", &o.feed},    {"--audio", &o.audio},
-        {"--no-start", &o.noStart}, {"--latency", &o.latency},
-        {"--verbose", &o.verbose},  {"--slow-default-buffers", &o.slowDefaultBuffers}};
+        {"--feed-raw", &o.feed},
+        {"--audio", &o.audio},
+        {"--no-start", &o.noStart},
+        {"--hello", &o.hello},
+        {"--latency", &o.latency},
+        {"--verbose", &o.verbose},
+        {"--slow-default-buffers", &o.slowDefaultBuffers}};
     const std::map<std::string_view, std::string*> texts = {
         {"--host", &o.host},   {"--password", &o.password}, {"--source", &o.source},
         {"--label", &o.label}, {"--json", &o.json},         {"--dump", &o.dump},

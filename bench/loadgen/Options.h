@@ -15,7 +15,7 @@ struct Options {
     double seconds = 10, warmup = 10, settle = -1, fps = 15;
     double slowRate = 0; // bytes a second
     int outstanding = 32;
-    bool noStart = false, audio = false, latency = false, verbose = false,
+    bool noStart = false, hello = false, audio = false, latency = false, verbose = false,
          slowDefaultBuffers = false;
     double rtt = 0; // milliseconds between two questions
     std::vector<pid_t> pids;
