@@ -71,10 +71,8 @@ std::optional<VideoFrame> GstMovie::pictureAt(Time time, const std::stop_token& 
     if (time < Time::zero() || time >= duration_) {
         return std::nullopt;
     }
-    if (!isAhead(time) && !goTo(time)) {
-        return std::nullopt;
-    }
-    if (!stepTo(time, stop) || !current_ || current_->start > time) {
+    const bool isThere = isAhead(time) ? stepTo(time, stop) : goTo(time, stop);
+    if (!isThere || !current_ || current_->start > time) {
         return std::nullopt;
     }
     return current_->frame;
@@ -87,14 +85,24 @@ bool GstMovie::isAhead(Time time) const {
     return time >= here && (ended_ || time < read + kStride);
 }
 
-bool GstMovie::goTo(Time time) {
+bool GstMovie::goTo(Time time, const std::stop_token& stop) {
+    constexpr int kExactly = GST_SEEK_FLAG_ACCURATE;
+    constexpr int kWholePicture = GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_BEFORE;
+    if (!seek(time, kExactly) || !stepTo(time, stop)) {
+        return false;
+    }
+    // A decoder drops what it takes to be over by then, going by the usual distance of pictures;
+    // that is wrong where they come unevenly, and behind the last one.
+    return current_ || (seek(time, kWholePicture) && stepTo(time, stop));
+}
+
+bool GstMovie::seek(Time time, int flags) {
     current_.reset();
     next_.reset();
     ended_ = false;
-    constexpr auto kExactly =
-        static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
-    return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME, kExactly, time.count()) !=
-           FALSE;
+    return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME,
+                                   static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | flags),
+                                   time.count()) != FALSE;
 }
 
 /// Reads until the picture after the one of `time` is known.

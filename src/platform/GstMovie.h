@@ -30,7 +30,8 @@ private:
     };
 
     [[nodiscard]] bool isAhead(Time time) const;
-    bool goTo(Time time);
+    bool goTo(Time time, const std::stop_token& stop);
+    bool seek(Time time, int flags);
     bool stepTo(Time time, const std::stop_token& stop);
     bool readNext(Deadline deadline, const std::stop_token& stop);
 
