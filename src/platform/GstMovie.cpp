@@ -30,20 +30,6 @@ Movie::Time startOf(GstSample* sample, Movie::Time otherwise) {
     return start == GST_CLOCK_TIME_NONE ? otherwise : Movie::Time(static_cast<std::int64_t>(start));
 }
 
-/// return  null at the end, after a failure, and when the time is over
-GstPointer<GstSample> pull(GstElement* sink, std::chrono::steady_clock::time_point deadline,
-                           const std::stop_token& stop) {
-    while (!stop.stop_requested() && std::chrono::steady_clock::now() < deadline) {
-        GstPointer<GstSample> sample(gst_app_sink_try_pull_sample(
-            GST_APP_SINK(sink),
-            static_cast<GstClockTime>(std::chrono::nanoseconds(kSlice).count())));
-        if (sample || gst_app_sink_is_eos(GST_APP_SINK(sink))) {
-            return sample;
-        }
-    }
-    return nullptr;
-}
-
 /// Empties the bus. return: true when a failure was on it
 bool hasFailed(GstElement* pipeline) {
     const GstPointer<GstBus> bus(gst_element_get_bus(pipeline));
@@ -71,10 +57,9 @@ std::optional<VideoFrame> GstMovie::pictureAt(Time time, const std::stop_token& 
     if (time < Time::zero() || time >= duration_) {
         return std::nullopt;
     }
-    if (!isAhead(time) && !goTo(time)) {
-        return std::nullopt;
-    }
-    if (!stepTo(time, stop) || !current_ || current_->start > time) {
+    const Patience patience{std::chrono::steady_clock::now() + kPatience, stop};
+    const bool isThere = isAhead(time) ? stepTo(time, patience) : goTo(time, patience);
+    if (!isThere || !current_ || current_->start > time) {
         return std::nullopt;
     }
     return current_->frame;
@@ -87,21 +72,30 @@ bool GstMovie::isAhead(Time time) const {
     return time >= here && (ended_ || time < read + kStride);
 }
 
-bool GstMovie::goTo(Time time) {
+bool GstMovie::goTo(Time time, const Patience& patience) {
+    constexpr int kExactly = GST_SEEK_FLAG_ACCURATE;
+    constexpr int kWholePicture = GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_BEFORE;
+    if (!seek(time, kExactly) || !stepTo(time, patience)) {
+        return false;
+    }
+    // A decoder drops what it takes to be over by then, going by the usual distance of pictures;
+    // that is wrong where they come unevenly, and behind the last one.
+    return current_ || (seek(time, kWholePicture) && stepTo(time, patience));
+}
+
+bool GstMovie::seek(Time time, int flags) {
     current_.reset();
     next_.reset();
     ended_ = false;
-    constexpr auto kExactly =
-        static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
-    return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME, kExactly, time.count()) !=
-           FALSE;
+    return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME,
+                                   static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | flags),
+                                   time.count()) != FALSE;
 }
 
 /// Reads until the picture after the one of `time` is known.
-bool GstMovie::stepTo(Time time, const std::stop_token& stop) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+bool GstMovie::stepTo(Time time, const Patience& patience) {
     while (!ended_ && (!next_ || next_->start <= time)) {
-        if (!readNext(deadline, stop)) {
+        if (!readNext(patience)) {
             return false;
         }
     }
@@ -111,11 +105,13 @@ bool GstMovie::stepTo(Time time, const std::stop_token& stop) {
     return true;
 }
 
-bool GstMovie::readNext(Deadline deadline, const std::stop_token& stop) {
-    auto sample = pull(pictures_.get(), deadline, stop);
+/// return  false when it was asked to stop
+bool GstMovie::readNext(const Patience& patience) {
+    auto sample = pull(patience);
     if (!sample) {
-        ended_ = gst_app_sink_is_eos(GST_APP_SINK(pictures_.get())) != FALSE ||
-                 hasFailed(pipeline_.get());
+        // It is taken to be over when nothing has come for too long, or each picture behind the
+        // damage would be waited for anew.
+        ended_ = !patience.stop.stop_requested();
         return ended_;
     }
     const Time before = next_ ? next_->start : Time::zero();
@@ -129,6 +125,20 @@ bool GstMovie::readNext(Deadline deadline, const std::stop_token& stop) {
     }
     next_ = Picture{start, std::move(*frame)};
     return true;
+}
+
+/// return  null at the end, after a failure, and when patience is over
+GstPointer<GstSample> GstMovie::pull(const Patience& patience) {
+    auto* sink = GST_APP_SINK(pictures_.get());
+    while (!patience.stop.stop_requested() &&
+           std::chrono::steady_clock::now() < patience.deadline) {
+        GstPointer<GstSample> sample(gst_app_sink_try_pull_sample(
+            sink, static_cast<GstClockTime>(std::chrono::nanoseconds(kSlice).count())));
+        if (sample || gst_app_sink_is_eos(sink) || hasFailed(pipeline_.get())) {
+            return sample;
+        }
+    }
+    return nullptr;
 }
 
 } // namespace ovelo

@@ -22,7 +22,10 @@ public:
     std::optional<VideoFrame> pictureAt(Time time, const std::stop_token& stop) override;
 
 private:
-    using Deadline = std::chrono::steady_clock::time_point;
+    struct Patience {
+        std::chrono::steady_clock::time_point deadline;
+        const std::stop_token& stop;
+    };
 
     struct Picture {
         Time start;
@@ -30,9 +33,11 @@ private:
     };
 
     [[nodiscard]] bool isAhead(Time time) const;
-    bool goTo(Time time);
-    bool stepTo(Time time, const std::stop_token& stop);
-    bool readNext(Deadline deadline, const std::stop_token& stop);
+    bool goTo(Time time, const Patience& patience);
+    bool seek(Time time, int flags);
+    bool stepTo(Time time, const Patience& patience);
+    bool readNext(const Patience& patience);
+    GstPointer<GstSample> pull(const Patience& patience);
 
     const std::shared_ptr<GstElement> pipeline_;
     const GstPointer<GstElement> pictures_; // the sink

@@ -69,7 +69,8 @@ std::optional<Failure> failureOf(GstElement* pipeline, GstClockTime limit) {
     return failure;
 }
 
-/// Decodes up to the first picture.
+/// Decodes up to the first picture. Some damaged files take all the patience there is: GStreamer's
+/// decoder keeps a failure to itself that comes while it is still connecting what has failed.
 std::optional<Failure> waitForFirstPicture(GstElement* pipeline, const std::stop_token& stop) {
     constexpr GstClockTime kReasonPatience = 200 * GST_MSECOND;
     constexpr auto kWait = static_cast<GstClockTime>(std::chrono::nanoseconds(kSlice).count());
@@ -88,7 +89,8 @@ std::optional<Failure> waitForFirstPicture(GstElement* pipeline, const std::stop
             return std::nullopt;
         }
     }
-    return Failure{"The movie did not show a picture in time."};
+    return Failure{stop.stop_requested() ? "Opening was given up."
+                                         : "The movie did not show a picture in time."};
 }
 
 Movie::Time durationOf(GstElement* pipeline) {

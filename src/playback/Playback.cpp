@@ -66,17 +66,27 @@ void Playback::setStarted(bool started) {
 void Playback::playMovieThread() {
     settleThread("playback");
     environment_.log.write("Playback playMovieThread\n");
-    try {
-        play();
-    } catch (const std::exception& failure) {
-        environment_.log.write(fmt::format("Playback playMovieThread error: {}\n", failure.what()));
-    }
+    attempt([this] { play(); });
+    attempt([this] {
+        if (started_) { // after a failure too, for viewers wait for it
+            environment_.sink.sendText("PLAYBACK_DONE\n");
+        }
+    });
     picture_.reset();
     movie_.reset();
     stopped_ = true;
     started_ = false;
     environment_.log.write("Playback playMovieThread done\n");
     end_->set();
+}
+
+/// The edge of the thread, which no exception crosses.
+void Playback::attempt(const std::function<void()>& step) {
+    try {
+        step();
+    } catch (const std::exception& failure) {
+        environment_.log.write(fmt::format("Playback playMovieThread error: {}\n", failure.what()));
+    }
 }
 
 void Playback::play() {
@@ -86,9 +96,6 @@ void Playback::play() {
     environment_.log.write("Playback playMovieThread: in the beginning\n");
     while (started_ && startTime_.time() < duration) {
         playPicture();
-    }
-    if (started_) {
-        environment_.sink.sendText("PLAYBACK_DONE\n");
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -51,6 +52,7 @@ public:
 
 private:
     void playMovieThread();
+    void attempt(const std::function<void()>& step);
     void play();
     void openMovie();
     void playPicture();

@@ -22,8 +22,7 @@ bool isPlainName(std::string_view name) {
 
 } // namespace
 
-PlaybackControl::PlaybackControl(PlaybackEnvironment environment,
-                                 std::function<std::filesystem::path()> folder)
+PlaybackControl::PlaybackControl(PlaybackEnvironment environment, Folder folder)
     : environment_(std::move(environment))
     , folder_(std::move(folder)) {
 }

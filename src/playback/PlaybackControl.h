@@ -21,8 +21,10 @@ class PlaybackEnd;
 /// lifetime  the destructor ends the playback; nobody may call any more then
 class PlaybackControl final {
 public:
+    using Folder = std::function<std::filesystem::path()>;
+
     /// folder  tells where recordings are; called by who starts a playback, without a lock
-    PlaybackControl(PlaybackEnvironment environment, std::function<std::filesystem::path()> folder);
+    PlaybackControl(PlaybackEnvironment environment, Folder folder);
     ~PlaybackControl();
     PlaybackControl(const PlaybackControl&) = delete;
     PlaybackControl& operator=(const PlaybackControl&) = delete;
@@ -53,7 +55,7 @@ private:
     [[nodiscard]] std::filesystem::path pathOf(const std::string& name) const;
 
     const PlaybackEnvironment environment_;
-    const std::function<std::filesystem::path()> folder_;
+    const Folder folder_;
 
     mutable std::mutex lock_; // a leaf
     // Guarded by lock_.
