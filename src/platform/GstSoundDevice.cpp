@@ -86,14 +86,12 @@ GstSoundDevice::~GstSoundDevice() {
 std::optional<Failure> GstSoundDevice::open() {
     close();
     auto failure = tryOut(traits().origin);
-    isOpen_ = !failure;
-    setOpen(isOpen_);
+    setOpen(!failure);
     runWhenHeard();
     return failure;
 }
 
 void GstSoundDevice::close() {
-    isOpen_ = false;
     setOpen(false);
     stopRun();
 }
@@ -107,7 +105,7 @@ std::vector<std::string> GstSoundDevice::formatSummaries() const {
 }
 
 void GstSoundDevice::runWhenHeard() {
-    const bool isWanted = isOpen_ && taps_->isHeard();
+    const bool isWanted = isOpen() && taps_->isHeard();
     if (isWanted && !run_) {
         startRun();
     } else if (!isWanted) {

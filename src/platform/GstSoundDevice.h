@@ -27,7 +27,6 @@ public:
     ~GstSoundDevice() override;
 
     [[nodiscard]] std::optional<Failure> open() override;
-    [[nodiscard]] bool isOpen() const override { return isOpen_; }
     void close() override;
     void start(FrameHandler /*handler*/) override {}
     void stop() override {}
@@ -47,7 +46,6 @@ private:
 
     const Services services_;
     const std::shared_ptr<SoundTaps> taps_ = std::make_shared<SoundTaps>();
-    bool isOpen_ = false;
     std::unique_ptr<GstVideoRun> run_; // while open and heard
     std::uint64_t runNumber_ = 0;      // tells news of an earlier run apart
     std::string format_;
