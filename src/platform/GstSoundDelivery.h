@@ -36,9 +36,6 @@ public:
     /// How many pieces have come so far.
     [[nodiscard]] std::uint64_t pieces() const { return pieces_.load(); }
 
-    /// False when there is nobody to deliver to.
-    [[nodiscard]] bool isHeard() const { return taps_->isHeard(); }
-
 private:
     const std::shared_ptr<SoundTaps> taps_;
     std::atomic<std::uint64_t> pieces_ = 0;

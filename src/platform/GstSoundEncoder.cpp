@@ -27,7 +27,7 @@ bool isInstalled(const char* element) {
 }
 
 std::string resampledTo(double rate) {
-    return fmt::format("audioresample ! audio/x-raw,format={},rate={},channels=1",
+    return fmt::format("audioresample ! capsfilter caps=audio/x-raw,format={},rate={},channels=1",
                        GST_AUDIO_NE(S16), static_cast<int>(rate));
 }
 
@@ -41,7 +41,8 @@ Result<std::string> aacChain(double rate) {
         return Failure{"Sound cannot be encoded: install the package gstreamer1.0-plugins-bad or "
                        "gstreamer1.0-libav."};
     }
-    return fmt::format("{} ! {} bitrate={} ! audio/mpeg,mpegversion=4,stream-format=raw",
+    return fmt::format("{} ! {} bitrate={} ! capsfilter "
+                       "caps=audio/mpeg,mpegversion=4,stream-format=raw",
                        resampledTo(rate), encoder, kAacBitsPerSecond);
 }
 

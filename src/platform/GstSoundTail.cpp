@@ -61,10 +61,6 @@ GstPadProbeReturn decidePacing(GstPad* pad, GstPadProbeInfo*, gpointer sink) {
     return GST_PAD_PROBE_REMOVE;
 }
 
-GstPadProbeReturn dropUnheard(GstPad*, GstPadProbeInfo*, gpointer data) {
-    return Delivery::of(data).isHeard() ? GST_PAD_PROBE_OK : GST_PAD_PROBE_DROP;
-}
-
 std::string formatText(const GstStructure* format) {
     int rate = 0;
     int channels = 0;
@@ -125,8 +121,8 @@ GstElement* makeSoundBranch(const std::shared_ptr<GstSoundDelivery>& delivery, b
         return nullptr;
     }
     connectSoundTail(branch, delivery);
-    probe(branch, kGstSoundHeadName, GST_PAD_PROBE_TYPE_BUFFER, dropUnheard,
-          Delivery::hold(delivery), Delivery::drop);
+    // It plays at its time also while nobody hears it: a film whose sound is not waited for would be
+    // read to its end at once, again and again.
     if (isPaced) {
         const GstPointer<GstElement> sink(gst_bin_get_by_name(GST_BIN(branch), kGstSoundName));
         g_object_set(sink.get(), "sync", TRUE, nullptr);

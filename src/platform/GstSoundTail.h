@@ -27,7 +27,7 @@ void connectSoundTail(GstElement* holder, const std::shared_ptr<GstSoundDelivery
 void watchSoundFormat(GstElement* holder, std::function<void(const std::string&)> take);
 
 /// A bin with one sink pad that brings a stream's sound, which comes beside its pictures, to a
-/// delivery. Costs next to nothing while nobody hears it.
+/// delivery.
 ///
 /// isPaced  the source is a file, which is read faster than it plays
 /// return   a floating reference; null when a part of GStreamer is missing

@@ -82,6 +82,10 @@ void linkTo(GstElement* element, GstPad* pad) {
     gst_object_unref(sink);
 }
 
+void linkPad(const GValue* item, gpointer links) {
+    static_cast<GstStreamLinks*>(links)->link(static_cast<GstPad*>(g_value_get_object(item)));
+}
+
 bool hasLaterPads(GstElement* element) {
     const GList* pads = gst_element_class_get_pad_template_list(GST_ELEMENT_GET_CLASS(element));
     for (const GList* item = pads; item; item = item->next) {
@@ -101,24 +105,20 @@ void GstStreamLinks::watch(GstElement* source, const std::shared_ptr<GstStreamLi
 }
 
 void GstStreamLinks::watchBin(GstElement* bin, const std::shared_ptr<GstStreamLinks>& links) {
-    while (GstPad* pad = gst_bin_find_unlinked_pad(GST_BIN(bin), GST_PAD_SRC)) {
-        GstPad* ghost = exposed(pad, links->ends_.pipeline);
-        gst_object_unref(pad);
-        if (!ghost) {
-            return;
-        }
-        links->link(ghost);
-    }
-    const auto watchLater = [](const GValue* item, gpointer data) {
+    // Not the library's own search for pads, which looks into the elements' insides.
+    const auto watchElement = [](const GValue* item, gpointer data) {
         auto* element = static_cast<GstElement*>(g_value_get_object(item));
+        const auto& held = *static_cast<const std::shared_ptr<GstStreamLinks>*>(data);
+        GstIterator* pads = gst_element_iterate_src_pads(element);
+        gst_iterator_foreach(pads, linkPad, held.get());
+        gst_iterator_free(pads);
         if (hasLaterPads(element)) {
-            connect(element, "pad-added", G_CALLBACK(takePad),
-                    *static_cast<const std::shared_ptr<GstStreamLinks>*>(data));
+            connect(element, "pad-added", G_CALLBACK(takePad), held);
         }
     };
+    auto held = links;
     GstIterator* elements = gst_bin_iterate_elements(GST_BIN(bin));
-    auto copy = links;
-    gst_iterator_foreach(elements, watchLater, &copy); // nothing else touches the bin yet
+    gst_iterator_foreach(elements, watchElement, &held); // nothing else touches the bin yet
     gst_iterator_free(elements);
 }
 

@@ -87,6 +87,12 @@ void writeWav(const std::string& path, std::span<const std::int16_t> samples, in
     }
 }
 
+void writeRaw(const std::string& path, std::span<const std::int16_t> samples) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(samples.data()),
+               static_cast<std::streamsize>(samples.size_bytes()));
+}
+
 std::vector<std::int16_t> fromBigEndian(std::span<const std::uint8_t> bytes) {
     std::vector<std::int16_t> samples(bytes.size() / 2);
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -111,22 +117,34 @@ Fit compareWithSweep(std::span<const std::int16_t> samples, double seconds, doub
     if (samples.size() < first + 10 * window) {
         return fit;
     }
-    // Where in the sweep it begins: first a coarse look at two tenths of a second, then a fine one.
-    const auto head = samples.subspan(first, 2 * window);
+    // Where in the sweep it begins: first a coarse look, at places that a table has, then a fine one.
+    constexpr int kFinesse = 4;
+    const auto head = samples.subspan(first, window);
+    const auto table =
+        expected(static_cast<std::size_t>(seconds * rate * kFinesse) + window * kFinesse, 0,
+                 rate * kFinesse, seconds, from, to);
     double bestMatch = -1;
     double begin = 0;
-    const auto look = [&](double low, double high, double step) {
-        for (double at = low; at < high; at += step) {
-            const double match =
-                correlation(head, expected(head.size(), at, rate, seconds, from, to));
-            if (match > bestMatch) {
-                bestMatch = match;
-                begin = at;
-            }
+    for (std::size_t at = 0; at + head.size() * kFinesse < table.size(); ++at) {
+        double match = 0;
+        for (std::size_t i = 0; i < head.size(); ++i) {
+            match += head[i] * table[at + i * kFinesse];
         }
-    };
-    look(0, seconds, 0.25 / std::max(from, to));
-    look(begin - 0.5 / rate, begin + 0.5 / rate, 0.02 / rate);
+        if (match > bestMatch) {
+            bestMatch = match;
+            begin = static_cast<double>(at) / (rate * kFinesse);
+        }
+    }
+    bestMatch = -1;
+    const double middle = begin;
+    for (int step = -50; step <= 50; ++step) {
+        const double at = middle + step * 0.01 / rate;
+        const double match = correlation(head, expected(window, at, rate, seconds, from, to));
+        if (match > bestMatch) {
+            bestMatch = match;
+            begin = at;
+        }
+    }
     fit.delay = static_cast<double>(first) / rate - begin;
     fit.worst = 1;
     for (std::size_t i = first; i + window <= samples.size(); i += window / 2) {

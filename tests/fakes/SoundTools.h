@@ -17,6 +17,9 @@ std::vector<std::int16_t> sweep(double seconds, double from, double to, int rate
 /// Writes the samples as a WAV file.
 void writeWav(const std::string& path, std::span<const std::int16_t> samples, int rate);
 
+/// Writes the samples and nothing else, in host byte order.
+void writeRaw(const std::string& path, std::span<const std::int16_t> samples);
+
 std::vector<std::int16_t> fromBigEndian(std::span<const std::uint8_t> bytes);
 
 /// Root of the mean square, 0 to 1.
