@@ -55,6 +55,10 @@ public:
     /// Opens the device. return: why not, or nothing when it is open. Never waits for a network.
     [[nodiscard]] virtual std::optional<Failure> open() = 0;
 
+    /// True between open() and close(), also after the device has ended by itself; false for one
+    /// that needs no opening.
+    [[nodiscard]] virtual bool isOpen() const { return false; }
+
     /// Ends the delivery and gives the hardware back; harmless when closed.
     virtual void close() = 0;
 

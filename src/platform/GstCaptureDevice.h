@@ -26,6 +26,8 @@ public:
     [[nodiscard]] std::string localizedDisplayName() const override { return traits_.name; }
     [[nodiscard]] std::string uniqueModelIdentifier() const override { return traits_.model; }
 
+    [[nodiscard]] bool isOpen() const override { return isOpen_; }
+
     /// The device is not there any more, for the reason given: whoever has it open is told.
     void retire(const std::string& reason) { tellEnded(reason); }
 
@@ -33,7 +35,10 @@ protected:
     [[nodiscard]] const Traits& traits() const { return traits_; }
 
     /// To be called by open() and close(): only an open device can end, and only once.
-    void setOpen(bool open) { canEnd_ = open; }
+    void setOpen(bool open) {
+        isOpen_ = open;
+        canEnd_ = open;
+    }
 
     void tellEnded(const std::string& reason) {
         if (std::exchange(canEnd_, false)) {
@@ -43,6 +48,7 @@ protected:
 
 private:
     const Traits traits_;
+    bool isOpen_ = false;
     bool canEnd_ = false;
 };
 

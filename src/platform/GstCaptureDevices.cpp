@@ -16,6 +16,10 @@ namespace ovelo {
 namespace {
 
 constexpr const char* kSetting = "captureSources";
+// A soft bell each second, every fourth one louder. Pieces of 40 ms, so that it costs little.
+constexpr const char* kDemoSound =
+    "audiotestsrc is-live=true wave=ticks freq=880 sine-periods-per-tick=220 apply-tick-ramp=true"
+    " volume=0.25 marker-tick-period=4 marker-tick-volume=0.6 samplesperbuffer=640";
 constexpr const char* kUnplugged = "The device was removed.";
 constexpr const char* kUnlisted = "The device was removed from the settings.";
 
@@ -77,17 +81,15 @@ std::vector<CaptureDevicePointer> GstCaptureDevices::devices(MediaType type) {
 
 GstCaptureDevices::Device GstCaptureDevices::make(GstCaptureDevice::Traits traits) const {
     if (traits.type == MediaType::Sound) {
-        return std::make_shared<GstSoundDevice>(std::move(traits));
+        return GstSoundDevice::make(std::move(traits), services_);
     }
     return GstVideoDevice::make(std::move(traits), services_);
 }
 
 void GstCaptureDevices::addDemoDevices() {
     demo_.push_back(std::make_shared<DemoCamera>());
-    demo_.push_back(make({MediaType::Sound,
-                          "Demo Microphone",
-                          "Ovelo Demo Microphone",
-                          {"audiotestsrc is-live=true wave=ticks volume=0.3", nullptr}}));
+    demo_.push_back(make(
+        {MediaType::Sound, "Demo Microphone", "Ovelo Demo Microphone", {kDemoSound, nullptr}}));
 }
 
 void GstCaptureDevices::watchMonitor() {

@@ -2,11 +2,15 @@
 
 #include "platform/Credentials.h"
 #include "platform/GstCameraCaps.h"
+#include "platform/GstHeld.h"
+#include "platform/GstSoundTail.h"
+#include "platform/GstStreamLinks.h"
 
 #include <gst/gst.h>
 
 #include <fmt/format.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -37,26 +41,31 @@ Pipeline owned(GstElement* pipeline) {
     return {pipeline, GstRelease{}};
 }
 
-Result<Pipeline> parsed(const std::string& text) {
+enum class Kind { WholePipeline, Part };
+
+Result<Pipeline> parsed(const std::string& text, Kind kind = Kind::WholePipeline) {
+    const bool isWhole = kind == Kind::WholePipeline;
     GError* error = nullptr;
-    GstElement* pipeline =
-        gst_parse_launch_full(text.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS, &error);
+    GstElement* parts =
+        isWhole ? gst_parse_launch_full(text.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS, &error)
+                : gst_parse_bin_from_description_full(text.c_str(), FALSE, nullptr,
+                                                      GST_PARSE_FLAG_FATAL_ERRORS, &error);
     if (error) {
         Failure failure{withoutCredentials(error->message)};
         g_error_free(error);
-        if (pipeline) {
-            gst_object_unref(pipeline);
+        if (parts) {
+            gst_object_unref(parts);
         }
         return failure;
     }
-    if (!pipeline || !GST_IS_PIPELINE(pipeline)) {
-        if (pipeline) {
-            gst_object_unref(pipeline);
+    if (!parts || (isWhole && !GST_IS_PIPELINE(parts))) {
+        if (parts) {
+            gst_object_unref(parts);
         }
         return Failure{"The description makes no pipeline."};
     }
-    gst_object_ref_sink(pipeline);
-    return owned(pipeline);
+    gst_object_ref_sink(parts);
+    return owned(parts);
 }
 
 bool isFactory(GstElement* element, std::string_view name) {
@@ -64,55 +73,87 @@ bool isFactory(GstElement* element, std::string_view name) {
     return factory && name == GST_OBJECT_NAME(factory);
 }
 
-gboolean selectVideoStream(GstElement*, guint, GstCaps* caps, gpointer) {
-    const char* media = gst_structure_get_string(gst_caps_get_structure(caps, 0), "media");
-    return !media || std::string_view(media) == "video";
+/// True for pictures themselves, and not for a container that is named like them.
+bool arePictures(const GstStructure* format) {
+    const std::string_view name = gst_structure_get_name(format);
+    return name.starts_with("image/") ||
+           (name.starts_with("video/") && gst_structure_has_field(format, "width") != FALSE);
 }
 
-/// Sets what makes elements inside the decoder fit for live pictures.
-void tune(GstBin*, GstBin*, GstElement* element, gpointer) {
+/// Which streams of a source are decoded.
+struct Wanted {
+    bool pictures = true;
+    bool sound = false;
+};
+
+gboolean selectStream(GstElement*, guint, GstCaps* caps, gpointer data) {
+    const char* media = gst_structure_get_string(gst_caps_get_structure(caps, 0), "media");
+    const Wanted& wanted = GstHeld<Wanted>::of(data);
+    return !media || (wanted.pictures && std::string_view(media) == "video") ||
+           (wanted.sound && std::string_view(media) == "audio");
+}
+
+/// Sets what makes elements inside the decoder fit for live media.
+void tune(GstBin*, GstBin*, GstElement* element, gpointer data) {
     if (isFactory(element, "multipartdemux")) {
         // It never says that all its streams are there, and the decoder would wait for more.
         g_object_set(element, "single-stream", TRUE, nullptr);
     } else if (isFactory(element, "rtspsrc")) {
         g_object_set(element, "latency", kJitterMilliseconds, "drop-on-latency", TRUE, nullptr);
-        g_signal_connect(element, "select-stream", G_CALLBACK(selectVideoStream), nullptr);
+        g_signal_connect(element, "select-stream", G_CALLBACK(selectStream), data);
     } else if (isFactory(element, "souphttpsrc")) {
         g_object_set(element, "timeout", kHttpTimeoutSeconds, "retries", 0, nullptr);
     }
 }
 
-/// Sound is not decoded: nobody takes it from this pipeline.
-gboolean goOnDecoding(GstElement*, GstPad*, GstCaps* caps, gpointer) {
-    return !g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps, 0)), "audio/");
+/// What nobody takes is not decoded.
+gboolean goOnDecoding(GstElement*, GstPad*, GstCaps* caps, gpointer data) {
+    const GstStructure* format = gst_caps_get_structure(caps, 0);
+    const Wanted& wanted = GstHeld<Wanted>::of(data);
+    if (g_str_has_prefix(gst_structure_get_name(format), "audio/")) {
+        return wanted.sound;
+    }
+    return wanted.pictures || !arePictures(format);
 }
 
-/// Links the decoder's first video to the `front` of the tail.
-void linkVideo(GstElement*, GstPad* pad, gpointer front) {
-    GstCaps* caps = gst_pad_query_caps(pad, nullptr);
-    const bool isVideo =
-        !gst_caps_is_empty(caps) && !gst_caps_is_any(caps) &&
-        g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps, 0)), "video/x-raw");
-    gst_caps_unref(caps);
-    GstPad* sink = gst_element_get_static_pad(static_cast<GstElement*>(front), "sink");
-    if (isVideo && !gst_pad_is_linked(sink)) {
-        gst_pad_link(pad, sink);
+/// The part of the pipeline that the origin's main stream goes to.
+std::string tailFor(const GstOrigin& origin, const GstOutlets& outlets) {
+    if (!outlets.pictures) {
+        return gstSoundTail();
     }
-    gst_object_unref(sink);
+    return std::string(origin.isNetwork() ? kNewestOnly : "") + kTail;
 }
 
-// NOLINTNEXTLINE(readability-function-size, readability-function-cognitive-complexity): one macro of the library
-void complainWithoutVideo(GstElement* decoder, gpointer front) {
-    GstPad* sink = gst_element_get_static_pad(static_cast<GstElement*>(front), "sink");
-    if (!gst_pad_is_linked(sink)) {
-        GST_ELEMENT_ERROR(decoder, STREAM, WRONG_TYPE, ("There are no pictures in it."), (nullptr));
+const char* frontFor(const GstOrigin& origin, const GstOutlets& outlets) {
+    if (!outlets.pictures) {
+        return kGstSoundHeadName;
     }
-    gst_object_unref(sink);
+    return origin.isNetwork() ? kGstNewestName : kGstHeadName;
+}
+
+std::shared_ptr<GstStreamLinks> linksFor(const GstOrigin& origin, const GstOutlets& outlets,
+                                         GstElement* pipeline) {
+    // Lent by the pipeline, which is given up after its source.
+    const GstPointer<GstElement> front(
+        gst_bin_get_by_name(GST_BIN(pipeline), frontFor(origin, outlets)));
+    const bool takesPictures = outlets.pictures != nullptr;
+    return std::make_shared<GstStreamLinks>(
+        GstStreamLinks::Ends{pipeline, front.get(), takesPictures,
+                             takesPictures ? outlets.sound : nullptr, origin.isFile()});
+}
+
+/// Keeps the choice alive as long as the decoder is there.
+gpointer choiceOf(GstElement* decoder, const GstOutlets& outlets) {
+    using Held = GstHeld<Wanted>;
+    gpointer choice = Held::hold(
+        std::make_shared<Wanted>(Wanted{outlets.pictures != nullptr, outlets.sound != nullptr}));
+    g_object_set_data_full(G_OBJECT(decoder), "ovelo-wanted", choice, Held::drop);
+    return choice;
 }
 
 /// The decoder is made by hand, not from a text, so that no character of the URI needs quoting.
-Result<Pipeline> uriPipeline(const GstOrigin& origin) {
-    auto tail = parsed(std::string(origin.isNetwork() ? kNewestOnly : "") + kTail);
+Result<Pipeline> uriPipeline(const GstOrigin& origin, const GstOutlets& outlets) {
+    auto tail = parsed(tailFor(origin, outlets));
     if (!tail) {
         return tail;
     }
@@ -121,23 +162,38 @@ Result<Pipeline> uriPipeline(const GstOrigin& origin) {
     if (!decoder) {
         return Failure{"GStreamer's element uridecodebin is not installed."};
     }
-    const GstPointer<GstElement> front(
-        gst_bin_get_by_name(GST_BIN(pipeline), origin.isNetwork() ? kGstNewestName : kGstHeadName));
-    g_signal_connect(decoder, "deep-element-added", G_CALLBACK(tune), nullptr);
-    g_signal_connect(decoder, "autoplug-continue", G_CALLBACK(goOnDecoding), nullptr);
-    g_signal_connect(decoder, "pad-added", G_CALLBACK(linkVideo), front.get());
-    g_signal_connect(decoder, "no-more-pads", G_CALLBACK(complainWithoutVideo), front.get());
+    gpointer choice = choiceOf(decoder, outlets);
+    g_signal_connect(decoder, "deep-element-added", G_CALLBACK(tune), choice);
+    g_signal_connect(decoder, "autoplug-continue", G_CALLBACK(goOnDecoding), choice);
     g_object_set(decoder, "uri", origin.source.c_str(), nullptr);
     gst_bin_add(GST_BIN(pipeline), decoder);
+    GstStreamLinks::watch(decoder, linksFor(origin, outlets, pipeline));
     return tail;
 }
 
-void setUpForFile(GstElement* pipeline) {
-    const GstPointer<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline), kGstPicturesName));
+/// Of a description that may have pictures and sound.
+Result<Pipeline> muxedPipeline(const GstOrigin& origin, const GstOutlets& outlets) {
+    auto tail = parsed(tailFor(origin, outlets));
+    if (!tail) {
+        return tail;
+    }
+    const auto source = parsed(origin.source, Kind::Part);
+    if (!source) {
+        return source;
+    }
+    GstElement* pipeline = tail.value().get();
+    gst_bin_add(GST_BIN(pipeline), source.value().get());
+    GstStreamLinks::watchBin(source.value().get(), linksFor(origin, outlets, pipeline));
+    return tail;
+}
+
+void setUpForFile(GstElement* pipeline, const GstOutlets& outlets) {
+    const char* name = outlets.pictures ? kGstPicturesName : kGstSoundName;
+    const GstPointer<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline), name));
     g_object_set(sink.get(), "sync", TRUE, "async", TRUE, nullptr);
 }
 
-Result<Pipeline> hardwarePipeline(GstDevice* device) {
+Result<Pipeline> cameraPipeline(GstDevice* device) {
     GstCaps* caps = gst_device_get_caps(device);
     const auto format = chooseCameraFormat(caps);
     if (caps) {
@@ -167,18 +223,64 @@ Result<Pipeline> hardwarePipeline(GstDevice* device) {
     return tail;
 }
 
-} // namespace
+/// Few wake-ups, and times that are those of our clock and not of the microphone's.
+void setUpMicrophone(GstElement* microphone) {
+    constexpr gint64 kPieceMicroseconds = 40'000;
+    constexpr gint64 kReserveMicroseconds = 400'000;
+    if (!g_object_class_find_property(G_OBJECT_GET_CLASS(microphone), "slave-method")) {
+        return; // of a kind that stamps by itself
+    }
+    g_object_set(microphone, "provide-clock", FALSE, "latency-time", kPieceMicroseconds,
+                 "buffer-time", kReserveMicroseconds, nullptr);
+    gst_util_set_object_arg(G_OBJECT(microphone), "slave-method", "re-timestamp");
+}
 
-Result<Pipeline> buildVideoPipeline(const GstOrigin& origin) {
+Result<Pipeline> microphonePipeline(GstDevice* device) {
+    auto tail = parsed(gstSoundTail());
+    if (!tail) {
+        return tail;
+    }
+    GstElement* microphone = gst_device_create_element(device, nullptr);
+    if (!microphone) {
+        return Failure{"The microphone cannot be used."};
+    }
+    setUpMicrophone(microphone);
+    GstElement* pipeline = tail.value().get();
+    gst_bin_add(GST_BIN(pipeline), microphone);
+    const GstPointer<GstElement> head(gst_bin_get_by_name(GST_BIN(pipeline), kGstSoundHeadName));
+    if (gst_element_link(microphone, head.get()) == FALSE) {
+        return Failure{"The microphone cannot be connected."};
+    }
+    return tail;
+}
+
+Result<Pipeline> unclockedPipeline(const GstOrigin& origin, const GstOutlets& outlets) {
     if (origin.isHardware()) {
-        return hardwarePipeline(origin.hardware.get());
+        GstDevice* device = origin.hardware.get();
+        return outlets.pictures ? cameraPipeline(device) : microphonePipeline(device);
     }
     if (origin.isDescription()) {
-        return parsed(origin.source + " ! " + kTail);
+        return outlets.pictures && outlets.sound
+                   ? muxedPipeline(origin, outlets)
+                   : parsed(origin.source + " ! " + tailFor(origin, outlets));
     }
-    auto pipeline = uriPipeline(origin);
+    auto pipeline = uriPipeline(origin, outlets);
     if (pipeline && origin.isFile()) {
-        setUpForFile(pipeline.value().get());
+        setUpForFile(pipeline.value().get(), outlets);
+    }
+    return pipeline;
+}
+
+} // namespace
+
+Result<Pipeline> buildPipeline(const GstOrigin& origin, const GstOutlets& outlets) {
+    auto pipeline = unclockedPipeline(origin, outlets);
+    if (pipeline) {
+        // The clock that steady_clock reads, whatever the source would offer: so all media of all
+        // devices can be put together by time.
+        GstClock* clock = gst_system_clock_obtain();
+        gst_pipeline_use_clock(GST_PIPELINE(pipeline.value().get()), clock);
+        gst_object_unref(clock);
     }
     return pipeline;
 }

@@ -1,14 +1,20 @@
 #include "platform/GstSoundDevice.h"
 
 #include "platform/Credentials.h"
+#include "platform/MainThread.h"
 
 #include <gst/gst.h>
 
+#include <chrono>
 #include <filesystem>
+#include <utility>
 
 namespace ovelo {
 
 namespace {
+
+// A source lets go within a few milliseconds; a dead network peer may not.
+constexpr std::chrono::milliseconds kStopPatience{100};
 
 Failure failureOf(GError* error) {
     Failure failure{error ? withoutCredentials(error->message) : "The source cannot be made."};
@@ -45,10 +51,7 @@ std::optional<Failure> findFile(const std::string& uri) {
     return isThere ? std::nullopt : std::optional(Failure{"Resource not found."});
 }
 
-} // namespace
-
-std::optional<Failure> GstSoundDevice::open() {
-    const GstOrigin& origin = traits().origin;
+std::optional<Failure> tryOut(const GstOrigin& origin) {
     auto failure = tryOut([&](GError** error) {
         if (origin.isHardware()) {
             return gst_device_create_element(origin.hardware.get(), nullptr);
@@ -59,11 +62,104 @@ std::optional<Failure> GstSoundDevice::open() {
         return gst_parse_launch_full(origin.source.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS,
                                      error);
     });
-    if (!failure && origin.isFile()) {
-        failure = findFile(origin.source);
-    }
+    return !failure && origin.isFile() ? findFile(origin.source) : failure;
+}
+
+} // namespace
+
+std::shared_ptr<GstSoundDevice> GstSoundDevice::make(Traits traits, Services services) {
+    return std::shared_ptr<GstSoundDevice>(
+        new GstSoundDevice(std::move(traits), std::move(services)));
+}
+
+GstSoundDevice::GstSoundDevice(Traits traits, Services services)
+    : GstCaptureDevice(std::move(traits))
+    , services_(std::move(services)) {
+    taps_->watch([this] { runWhenHeard(); });
+}
+
+GstSoundDevice::~GstSoundDevice() {
+    taps_->watch(nullptr); // they may live on
+    close();
+}
+
+std::optional<Failure> GstSoundDevice::open() {
+    close();
+    auto failure = tryOut(traits().origin);
     setOpen(!failure);
+    runWhenHeard();
     return failure;
+}
+
+void GstSoundDevice::close() {
+    setOpen(false);
+    stopRun();
+}
+
+std::unique_ptr<SoundTap> GstSoundDevice::tapSound(SoundHandler handler) {
+    return taps_->add(std::move(handler));
+}
+
+std::vector<std::string> GstSoundDevice::formatSummaries() const {
+    return format_.empty() ? std::vector<std::string>{} : std::vector{format_};
+}
+
+void GstSoundDevice::runWhenHeard() {
+    const bool isWanted = isOpen() && taps_->isHeard();
+    if (isWanted && !run_) {
+        startRun();
+    } else if (!isWanted) {
+        stopRun();
+    }
+}
+
+void GstSoundDevice::startRun() {
+    const GstOutlets outlets{nullptr, std::make_shared<GstSoundDelivery>(taps_)};
+    outlets.sound->attach();
+    ++runNumber_;
+    run_ = std::make_unique<GstVideoRun>(
+        GstVideoRun::Environment{traits().origin, traits().name, services_.patience, services_.log,
+                                 onMainThread(&GstSoundDevice::runEnded),
+                                 onMainThread(&GstSoundDevice::formatIs), false},
+        nullptr, outlets);
+}
+
+void GstSoundDevice::stopRun() {
+    if (!run_) {
+        return;
+    }
+    ++runNumber_;
+    run_->stop();
+    format_.clear();
+    if (run_->waitUntilEnded(kStopPatience)) {
+        run_.reset();
+    } else {
+        services_.disposal->take(std::move(run_));
+    }
+}
+
+std::function<void(const std::string&)>
+GstSoundDevice::onMainThread(void (GstSoundDevice::*operation)(std::uint64_t, const std::string&)) {
+    return [weak = weak_from_this(), run = runNumber_, operation](const std::string& text) {
+        MainThread::perform([weak, run, operation, text] {
+            if (const auto device = weak.lock()) {
+                ((*device).*operation)(run, text);
+            }
+        });
+    };
+}
+
+void GstSoundDevice::runEnded(std::uint64_t run, const std::string& reason) {
+    if (run == runNumber_) {
+        tellEnded(reason);
+    }
+}
+
+void GstSoundDevice::formatIs(std::uint64_t run, const std::string& format) {
+    if (run == runNumber_ && format != format_) {
+        format_ = format;
+        formatChanged().emit();
+    }
 }
 
 } // namespace ovelo

@@ -24,7 +24,8 @@ std::shared_ptr<GstVideoDevice> GstVideoDevice::make(Traits traits, Services ser
 
 GstVideoDevice::GstVideoDevice(Traits traits, Services services)
     : GstCaptureDevice(std::move(traits))
-    , services_(std::move(services)) {
+    , services_(std::move(services))
+    , taps_(mediaType() == MediaType::Muxed ? std::make_shared<SoundTaps>() : nullptr) {
 }
 
 GstVideoDevice::~GstVideoDevice() {
@@ -33,8 +34,8 @@ GstVideoDevice::~GstVideoDevice() {
 
 std::optional<Failure> GstVideoDevice::open() {
     close();
-    delivery_ = std::make_shared<GstFrameDelivery>();
-    auto built = GstVideoPipeline::build(traits().origin, delivery_);
+    outlets_ = newOutlets();
+    auto built = GstVideoPipeline::build(traits().origin, outlets_);
     if (!built) {
         return Failure{built.error()};
     }
@@ -58,15 +59,18 @@ void GstVideoDevice::start(FrameHandler handler) {
         return;
     }
     if (!pipeline_) {
-        delivery_ = std::make_shared<GstFrameDelivery>(); // the former one may still be in use
+        outlets_ = newOutlets(); // the former ones may still be in use
     }
-    delivery_->attach(std::move(handler));
+    outlets_.pictures->attach(std::move(handler));
+    if (outlets_.sound) {
+        outlets_.sound->attach();
+    }
     ++runNumber_;
     run_ = std::make_unique<GstVideoRun>(
         GstVideoRun::Environment{traits().origin, traits().name, services_.patience, services_.log,
                                  onMainThread(&GstVideoDevice::runEnded),
                                  onMainThread(&GstVideoDevice::formatIs)},
-        std::move(pipeline_), delivery_);
+        std::move(pipeline_), outlets_);
 }
 
 void GstVideoDevice::stop() {
@@ -83,6 +87,15 @@ void GstVideoDevice::stop() {
     } else {
         services_.disposal->take(std::move(run_));
     }
+}
+
+std::unique_ptr<SoundTap> GstVideoDevice::tapSound(SoundHandler handler) {
+    return taps_ ? taps_->add(std::move(handler)) : nullptr;
+}
+
+GstOutlets GstVideoDevice::newOutlets() const {
+    return {std::make_shared<GstFrameDelivery>(),
+            taps_ ? std::make_shared<GstSoundDelivery>(taps_) : nullptr};
 }
 
 std::vector<std::string> GstVideoDevice::formatSummaries() const {

@@ -34,6 +34,7 @@ public:
     void close() override;
     void start(FrameHandler handler) override;
     void stop() override;
+    [[nodiscard]] std::unique_ptr<SoundTap> tapSound(SoundHandler handler) override;
     [[nodiscard]] std::vector<std::string> formatSummaries() const override;
 
 private:
@@ -41,11 +42,13 @@ private:
 
     std::function<void(const std::string&)>
     onMainThread(void (GstVideoDevice::*operation)(std::uint64_t, const std::string&));
+    [[nodiscard]] GstOutlets newOutlets() const;
     void runEnded(std::uint64_t run, const std::string& reason);
     void formatIs(std::uint64_t run, const std::string& format);
 
     const Services services_;
-    std::shared_ptr<GstFrameDelivery> delivery_;
+    const std::shared_ptr<SoundTaps> taps_; // null without sound
+    GstOutlets outlets_;
     std::unique_ptr<GstVideoPipeline> pipeline_; // open and not started, else null
     std::unique_ptr<GstVideoRun> run_;           // while started
     std::uint64_t runNumber_ = 0;                // tells news of an earlier run apart

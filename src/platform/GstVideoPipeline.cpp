@@ -1,7 +1,10 @@
 #include "platform/GstVideoPipeline.h"
 
 #include "platform/Credentials.h"
+#include "platform/GstHeld.h"
+#include "platform/GstPacing.h"
 #include "platform/GstPipelineBuild.h"
+#include "platform/GstSoundTail.h"
 
 #include <gst/app/gstappsink.h>
 #include <gst/gst.h>
@@ -18,7 +21,7 @@ namespace ovelo {
 
 /// The events that wait for nextEvent(). A leaf: nothing else is locked while its lock is held.
 struct GstVideoPipeline::Shared {
-    std::shared_ptr<GstFrameDelivery> delivery;
+    GstOutlets outlets;
     std::mutex lock;
     std::condition_variable_any changed;
     std::deque<PipelineEvent> events;
@@ -37,16 +40,6 @@ namespace {
 constexpr GstClockTime kFirstPicturePatience = 2 * GST_SECOND;
 constexpr auto kReasonPatience = std::chrono::milliseconds(200);
 constexpr const char* kNoReason = "The source cannot be started.";
-
-/// Lets a C callback hold what it needs: give `hold(object)` as its data and `drop` as its release.
-template <typename T>
-struct Held {
-    static gpointer hold(std::shared_ptr<T> object) {
-        return new std::shared_ptr<T>(std::move(object));
-    }
-    static T& of(gpointer data) { return **static_cast<std::shared_ptr<T>*>(data); }
-    static void drop(gpointer data) { delete static_cast<std::shared_ptr<T>*>(data); }
-};
 
 std::string errorText(GstMessage* message) {
     GError* error = nullptr;
@@ -67,23 +60,6 @@ std::optional<PipelineEvent> eventOf(GstMessage* message) {
     default:
         return std::nullopt;
     }
-}
-
-/// True for a source that would deliver as fast as it can be read.
-bool needsPacing(GstPad* pad) {
-    GstQuery* query = gst_query_new_latency();
-    gboolean isLive = FALSE;
-    if (gst_pad_peer_query(pad, query)) {
-        gst_query_parse_latency(query, &isLive, nullptr, nullptr);
-    }
-    gst_query_unref(query);
-    gboolean isSeekable = FALSE;
-    query = gst_query_new_seeking(GST_FORMAT_TIME);
-    if (gst_pad_peer_query(pad, query)) {
-        gst_query_parse_seeking(query, nullptr, &isSeekable, nullptr, nullptr);
-    }
-    gst_query_unref(query);
-    return !isLive && isSeekable;
 }
 
 /// Makes the sink wait for each picture's time, and its source for the sink: a queue that drops
@@ -134,14 +110,14 @@ void flushSource(const GValue* item, gpointer) {
 
 } // namespace
 
-Result<std::unique_ptr<GstVideoPipeline>>
-GstVideoPipeline::build(const GstOrigin& origin, std::shared_ptr<GstFrameDelivery> delivery) {
-    auto pipeline = buildVideoPipeline(origin);
+Result<std::unique_ptr<GstVideoPipeline>> GstVideoPipeline::build(const GstOrigin& origin,
+                                                                  GstOutlets outlets) {
+    auto pipeline = buildPipeline(origin, outlets);
     if (!pipeline) {
         return Failure{pipeline.error()};
     }
     auto shared = std::make_shared<Shared>();
-    shared->delivery = std::move(delivery);
+    shared->outlets = std::move(outlets);
     return std::unique_ptr<GstVideoPipeline>(
         new GstVideoPipeline(origin, pipeline.value(), std::move(shared)));
 }
@@ -151,7 +127,12 @@ GstVideoPipeline::GstVideoPipeline(GstOrigin origin, std::shared_ptr<GstElement>
     : origin_(std::move(origin))
     , pipeline_(std::move(pipeline))
     , shared_(std::move(shared)) {
-    connectPictures();
+    if (shared_->outlets.pictures) {
+        connectPictures();
+        watchPictureFormat();
+    } else {
+        connectSound();
+    }
     connectEvents();
 }
 
@@ -168,11 +149,11 @@ void GstVideoPipeline::connectPictures() {
         if (!sample) {
             return GST_FLOW_EOS;
         }
-        Held<Shared>::of(data).delivery->deliver(std::move(sample));
+        GstHeld<Shared>::of(data).outlets.pictures->deliver(std::move(sample));
         return GST_FLOW_OK;
     };
-    gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &callbacks, Held<Shared>::hold(shared_),
-                               Held<Shared>::drop);
+    gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &callbacks, GstHeld<Shared>::hold(shared_),
+                               GstHeld<Shared>::drop);
     if (!origin_.isFile()) {
         GstPad* pad = gst_element_get_static_pad(sink.get(), "sink");
         gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, decidePacing, sink.get(), nullptr);
@@ -184,19 +165,31 @@ void GstVideoPipeline::connectEvents() {
     const GstPointer<GstBus> bus(gst_element_get_bus(pipeline_.get()));
     const auto take = [](GstBus*, GstMessage* message, gpointer data) {
         if (auto event = eventOf(message)) {
-            Held<Shared>::of(data).add(std::move(*event));
+            GstHeld<Shared>::of(data).add(std::move(*event));
         }
         gst_message_unref(message);
         return GST_BUS_DROP;
     };
-    gst_bus_set_sync_handler(bus.get(), take, Held<Shared>::hold(shared_), Held<Shared>::drop);
+    gst_bus_set_sync_handler(bus.get(), take, GstHeld<Shared>::hold(shared_),
+                             GstHeld<Shared>::drop);
+}
 
+void GstVideoPipeline::connectSound() {
+    connectSoundTail(pipeline_.get(), shared_->outlets.sound);
+    watchSoundFormat(pipeline_.get(), [shared = std::weak_ptr(shared_)](const std::string& text) {
+        if (const auto alive = shared.lock()) {
+            alive->add({PipelineEvent::Kind::Format, text});
+        }
+    });
+}
+
+void GstVideoPipeline::watchPictureFormat() {
     const auto seeFormat = [](GstPad*, GstPadProbeInfo* info, gpointer data) {
         GstEvent* event = gst_pad_probe_info_get_event(info);
         if (GST_EVENT_TYPE(event) == GST_EVENT_CAPS) {
             GstCaps* caps = nullptr;
             gst_event_parse_caps(event, &caps);
-            Held<Shared>::of(data).add(
+            GstHeld<Shared>::of(data).add(
                 {PipelineEvent::Kind::Format, formatText(gst_caps_get_structure(caps, 0))});
         }
         return GST_PAD_PROBE_OK;
@@ -204,7 +197,7 @@ void GstVideoPipeline::connectEvents() {
     const GstPointer<GstElement> head(gst_bin_get_by_name(GST_BIN(pipeline_.get()), kGstHeadName));
     GstPad* pad = gst_element_get_static_pad(head.get(), "sink");
     gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, seeFormat,
-                      Held<Shared>::hold(shared_), Held<Shared>::drop);
+                      GstHeld<Shared>::hold(shared_), GstHeld<Shared>::drop);
     gst_object_unref(pad);
 }
 
@@ -229,7 +222,8 @@ std::optional<Failure> GstVideoPipeline::waitForFirstPicture() {
         return takeFailure();
     }
     if (outcome == GST_STATE_CHANGE_ASYNC) {
-        return Failure{"The file did not show a picture in time."};
+        return Failure{shared_->outlets.pictures ? "The file did not show a picture in time."
+                                                 : "The file gave no sound in time."};
     }
     // Where the file cannot be positioned, it ends like any other source, and rewind() tells so.
     rewind(false);
@@ -270,7 +264,10 @@ bool GstVideoPipeline::rewind(bool seamless) {
     const auto flags = seamless
                            ? GST_SEEK_FLAG_SEGMENT
                            : static_cast<GstSeekFlags>(GST_SEEK_FLAG_SEGMENT | GST_SEEK_FLAG_FLUSH);
-    return gst_element_seek(pipeline_.get(), 1.0, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, 0,
+    // One sink for all: a source that has two streams would be told twice.
+    const char* name = shared_->outlets.pictures ? kGstPicturesName : kGstSoundName;
+    const GstPointer<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline_.get()), name));
+    return gst_element_seek(sink.get(), 1.0, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, 0,
                             GST_SEEK_TYPE_NONE, -1) != FALSE;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/GstFrameDelivery.h"
 #include "platform/GstOrigin.h"
+#include "platform/GstOutlets.h"
 #include "platform/Result.h"
 
 #include <chrono>
@@ -24,8 +24,8 @@ struct PipelineEvent {
     std::string text;
 };
 
-/// One GStreamer pipeline from a source of pictures to a GstFrameDelivery: every picture is 320 x
-/// 240 RGBA.
+/// One GStreamer pipeline from a source of pictures, of sound or of both to its outlets: every
+/// picture is 320 x 240 RGBA, all sound one channel of kSoundRate.
 ///
 /// A source that delivers at its own pace is not made to wait for the clock: its pictures are
 /// handed over on the thread that received them. One that could be read faster than it plays, like
@@ -37,8 +37,8 @@ public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
     /// errors  in the library's words, when a part is missing or a description cannot be understood
-    static Result<std::unique_ptr<GstVideoPipeline>>
-    build(const GstOrigin& origin, std::shared_ptr<GstFrameDelivery> delivery);
+    static Result<std::unique_ptr<GstVideoPipeline>> build(const GstOrigin& origin,
+                                                           GstOutlets outlets);
 
     /// Ends the delivery and gives the hardware back. Waits for the source to let go.
     ~GstVideoPipeline();
@@ -74,7 +74,9 @@ private:
                      std::shared_ptr<Shared> shared);
 
     void connectPictures();
+    void connectSound();
     void connectEvents();
+    void watchPictureFormat();
     std::optional<Failure> waitForFirstPicture();
     Failure takeFailure();
 

@@ -25,9 +25,9 @@ long long wholeSeconds(std::chrono::milliseconds time) {
 } // namespace
 
 GstVideoRun::GstVideoRun(Environment environment, std::unique_ptr<GstVideoPipeline> pipeline,
-                         std::shared_ptr<GstFrameDelivery> delivery)
+                         GstOutlets outlets)
     : environment_(std::move(environment))
-    , delivery_(std::move(delivery))
+    , outlets_(std::move(outlets))
     , pause_(environment_.patience.firstPause)
     , pipeline_(std::move(pipeline))
     , thread_([this](const std::stop_token& stop) { run(stop); }) {
@@ -39,7 +39,7 @@ GstVideoRun::~GstVideoRun() {
 }
 
 void GstVideoRun::stop() {
-    delivery_->detach();
+    outlets_.detach();
     thread_.request_stop();
 }
 
@@ -61,7 +61,7 @@ std::unique_ptr<GstVideoPipeline> GstVideoRun::takePipeline() {
 }
 
 void GstVideoRun::run(const std::stop_token& stop) {
-    settleThread("camera control");
+    settleThread(isSoundAlone() ? "sound control" : "camera control");
     while (!stop.stop_requested()) {
         auto reason = preparePipeline();
         if (!reason) {
@@ -87,7 +87,7 @@ std::optional<std::string> GstVideoRun::preparePipeline() {
     if (pipeline_) {
         return std::nullopt; // open already
     }
-    auto built = GstVideoPipeline::build(environment_.origin, delivery_);
+    auto built = GstVideoPipeline::build(environment_.origin, outlets_);
     if (!built) {
         return built.error();
     }
@@ -97,7 +97,7 @@ std::optional<std::string> GstVideoRun::preparePipeline() {
 }
 
 std::optional<std::string> GstVideoRun::play(const std::stop_token& stop) {
-    seenPictures_ = delivery_->pictures();
+    seenPictures_ = outlets_.arrivals();
     lapBegan_ = seenPictures_;
     lastProgress_ = std::chrono::steady_clock::now();
     flowingSince_.reset();
@@ -112,7 +112,8 @@ std::optional<std::string> GstVideoRun::play(const std::stop_token& stop) {
                 return reason;
             }
         } else if (hasStalled()) {
-            return fmt::format("No picture for {} s.", wholeSeconds(environment_.patience.stall));
+            return fmt::format("No {} for {} s.", isSoundAlone() ? "sound" : "picture",
+                               wholeSeconds(environment_.patience.stall));
         }
     }
     return std::nullopt;
@@ -142,7 +143,7 @@ std::optional<std::string> GstVideoRun::take(const PipelineEvent& event,
 }
 
 std::optional<std::string> GstVideoRun::startFileAgain(bool seamless, const std::stop_token& stop) {
-    const std::uint64_t pictures = delivery_->pictures();
+    const std::uint64_t pictures = outlets_.arrivals();
     const bool isStill = pictures - std::exchange(lapBegan_, pictures) < kMovingLap;
     // A seamless lap is read long before it is shown, so its pictures say nothing.
     wait(!seamless && isStill ? kStillPause : kShortestLap, stop);
@@ -158,7 +159,7 @@ bool GstVideoRun::hasStalled() {
         return false;
     }
     const auto now = std::chrono::steady_clock::now();
-    const std::uint64_t pictures = delivery_->pictures();
+    const std::uint64_t pictures = outlets_.arrivals();
     if (std::exchange(seenPictures_, pictures) == pictures) {
         return now - lastProgress_ >= environment_.patience.stall;
     }
@@ -172,8 +173,9 @@ bool GstVideoRun::hasStalled() {
 
 void GstVideoRun::pauseAfter(const std::string& reason, const std::stop_token& stop) {
     if (environment_.log) {
-        environment_.log(fmt::format("Camera stream dropped: {} - {} Next try in {} s.\n",
-                                     environment_.name, reason, wholeSeconds(pause_)));
+        environment_.log(fmt::format("{} stream dropped: {} - {} Next try in {} s.\n",
+                                     isSoundAlone() ? "Sound" : "Camera", environment_.name, reason,
+                                     wholeSeconds(pause_)));
     }
     wait(pause_, stop);
     pause_ = std::min(pause_ * 2, environment_.patience.longestPause);
@@ -193,7 +195,7 @@ void GstVideoRun::setPipeline(std::unique_ptr<GstVideoPipeline> pipeline) {
 }
 
 void GstVideoRun::finish() {
-    if (environment_.origin.isHardware() && pipeline_) {
+    if (environment_.origin.isHardware() && environment_.keepsHardware && pipeline_) {
         pipeline_->park();
     } else {
         setPipeline(nullptr);

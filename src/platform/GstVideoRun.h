@@ -37,11 +37,12 @@ public:
         std::function<void(const std::string&)>
             ended; // the source is over; the text says why. Once.
         std::function<void(const std::string&)> format; // the source delivers this from now on
+        bool keepsHardware = true; // so that nobody else takes it between two runs
     };
 
     /// pipeline  an open one, or null: one is built
     GstVideoRun(Environment environment, std::unique_ptr<GstVideoPipeline> pipeline,
-                std::shared_ptr<GstFrameDelivery> delivery);
+                GstOutlets outlets);
 
     /// Waits for the thread.
     ~GstVideoRun();
@@ -57,12 +58,13 @@ public:
     /// Makes a pipeline that waits for the network give up.
     void interrupt();
 
-    /// The hardware, still open, after the thread has ended; null for any other source.
+    /// The hardware that is kept, still open, after the thread has ended; else null.
     std::unique_ptr<GstVideoPipeline> takePipeline();
 
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
+    [[nodiscard]] bool isSoundAlone() const { return outlets_.pictures == nullptr; }
     void run(const std::stop_token& stop);
     /// These tell why it is over; nothing when it is not, or when it was asked to stop.
     std::optional<std::string> preparePipeline();
@@ -77,7 +79,7 @@ private:
     void finish();
 
     const Environment environment_;
-    const std::shared_ptr<GstFrameDelivery> delivery_;
+    const GstOutlets outlets_;
 
     // The thread's own.
     std::chrono::milliseconds pause_;

@@ -1,0 +1,336 @@
+#include "audio/Audio.h"
+#include "audio/AudioSink.h"
+#include "fakes/SoundServer.h"
+#include "fakes/SoundTools.h"
+#include "fakes/TemporaryFolder.h"
+#include "platform/CaptureDevices.h"
+#include "platform/MainThread.h"
+#include "platform/MemorySettings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+
+namespace ovelo {
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+constexpr double kSweepSeconds = 4;
+constexpr double kLowest = 200;
+constexpr double kHighest = 1600;
+
+class GatheringSink final : public AudioSink {
+public:
+    void sendAudioData(const Data& data) override {
+        const std::lock_guard guard(lock_);
+        messages_.push_back(*data);
+    }
+    std::vector<Bytes> messages() const {
+        const std::lock_guard guard(lock_);
+        return messages_;
+    }
+    std::size_t count() const { return messages().size(); }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<Bytes> messages_;
+};
+
+/// Everything from the devices to the messages for viewers.
+class AudioCaptureTest : public testing::Test {
+protected:
+    void SetUp() override { MainThread::begin(); }
+    void TearDown() override {
+        audio.reset();
+        system.reset();
+        devices.reset();
+        MainThread::end();
+    }
+
+    void begin() {
+        devices = CaptureDevices::create(settings);
+        system = AudioSystem::create(*devices);
+        audio.emplace(Audio::Environment{*system, sink, {}});
+    }
+    void addSweep(const std::string& name) {
+        const auto file = (folder.path() / "sweep.wav").string();
+        sound::writeWav(file, sound::sweep(kSweepSeconds, kLowest, kHighest, 48000), 48000);
+        settings.setArray("captureSources", {"a|" + name + "|file://" + file});
+    }
+    CaptureDevicePointer device(const std::string& name) {
+        for (const auto& one : devices->devices(MediaType::Sound)) {
+            if (one->localizedDisplayName() == name) {
+                return one;
+            }
+        }
+        return nullptr;
+    }
+    /// As the document does it.
+    CaptureDevicePointer select(const std::string& name) {
+        auto selected = device(name);
+        EXPECT_TRUE(selected) << name;
+        if (selected) {
+            EXPECT_FALSE(selected->open());
+            audio->setAudioInputDevice(name);
+        }
+        return selected;
+    }
+    static bool serveUntil(const std::function<bool()>& done,
+                           std::chrono::milliseconds limit = 20s) {
+        return MainThread::serveUntil(done, limit);
+    }
+    float level() {
+        float average = 0;
+        float peak = 0;
+        audio->getAudioLevels(&average, &peak);
+        EXPECT_GE(peak, average * 0.9F);
+        return average;
+    }
+
+    std::vector<std::int16_t> decoded() const {
+        std::vector<Bytes> packets;
+        for (const Bytes& message : sink.messages()) {
+            const auto more = sound::packetsOf(message);
+            packets.insert(packets.end(), more.begin(), more.end());
+        }
+        return sound::decodeAac(packets);
+    }
+
+    /// Captures a sweep in AAC for so long, and compares.
+    void expectGaplessAac(std::chrono::seconds time) {
+        addSweep("Sweep");
+        begin();
+        const auto selected = select("Sweep");
+        const auto wanted = static_cast<std::size_t>(time.count()) * 8000 / 1024 / 16;
+        ASSERT_TRUE(serveUntil([&] { return sink.count() >= wanted; }, time + 10s));
+        audio->stopCapture();
+        const auto samples = decoded();
+        const auto fit = sound::compareWithSweep(samples, kSweepSeconds, kLowest, kHighest, 8000);
+        EXPECT_GE(samples.size(), wanted * 16 * 1024);
+        EXPECT_GT(fit.worst, 0.95) << "at " << fit.where << " s";
+    }
+
+    TemporaryFolder folder;
+    MemorySettings settings;
+    GatheringSink sink;
+    std::unique_ptr<CaptureDevices> devices;
+    std::unique_ptr<AudioSystem> system;
+    std::optional<Audio> audio;
+};
+
+TEST_F(AudioCaptureTest, SendsAacWithoutAGap) {
+    expectGaplessAac(6s);
+    for (const Bytes& message : sink.messages()) {
+        EXPECT_LE(message.size(), 4096U + 400U);
+    }
+}
+
+TEST_F(AudioCaptureTest, SendsSamplesWithoutAGap) {
+    addSweep("Sweep");
+    begin();
+    audio->setAudioFormat(0);
+    const auto selected = select("Sweep");
+    ASSERT_TRUE(serveUntil([&] { return sink.count() >= 3; }));
+    audio->stopCapture();
+
+    const auto messages = sink.messages();
+    std::vector<std::int16_t> samples;
+    for (const Bytes& message : messages) {
+        const auto more = sound::fromBigEndian(message);
+        samples.insert(samples.end(), more.begin(), more.end());
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(messages[i].size(), 20000U);
+    }
+    const auto fit = sound::compareWithSweep(samples, kSweepSeconds, kLowest, kHighest, 4000);
+    EXPECT_GT(fit.worst, 0.98) << "at " << fit.where << " s";
+}
+
+TEST_F(AudioCaptureTest, ShowsTheLevelWhileItCaptures) {
+    addSweep("Sweep");
+    begin();
+    EXPECT_EQ(level(), 0.0F);
+    const auto selected = select("Sweep");
+    EXPECT_TRUE(serveUntil([&] { return std::abs(level() - 0.354F) < 0.02F; }));
+
+    selected->close(); // it falls silent, the capture goes on
+    EXPECT_TRUE(serveUntil([&] { return level() == 0.0F; }));
+    ASSERT_FALSE(selected->open());
+    EXPECT_TRUE(serveUntil([&] { return level() > 0.3F; }));
+}
+
+TEST_F(AudioCaptureTest, StopsAtOnce) {
+    addSweep("Sweep");
+    begin();
+    const auto selected = select("Sweep");
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+    serveUntil([] { return false; }, 500ms); // a few packets
+    const auto began = std::chrono::steady_clock::now();
+
+    audio->stopCapture();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 300ms);
+    EXPECT_EQ(sink.count(), 1U); // what there was
+    EXPECT_EQ(level(), 0.0F);
+}
+
+TEST_F(AudioCaptureTest, TellsThatThereIsNoDevice) {
+    begin();
+    testing::internal::CaptureStderr();
+    audio->startCapture();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: AudioQueueStart failed (19)\n");
+    EXPECT_EQ(level(), 0.0F);
+    audio->stopCapture();
+}
+
+TEST_F(AudioCaptureTest, OutlivesItsDevice) {
+    addSweep("Sweep");
+    begin();
+    auto selected = select("Sweep");
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+
+    settings.setArray("captureSources", {});
+    selected->close();
+    selected.reset();
+    EXPECT_TRUE(serveUntil([&] { return level() == 0.0F; }));
+    EXPECT_EQ(device("Sweep"), nullptr);
+
+    addSweep("Sweep"); // it returns
+    ASSERT_TRUE(serveUntil([&] { return device("Sweep") != nullptr; }));
+    selected = select("Sweep");
+    EXPECT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+}
+
+TEST_F(AudioCaptureTest, HearsTheOneOfTwoWithTheSameNameThatIsOpen) {
+    settings.setArray("captureSources", {"a|Twin|audiotestsrc is-live=true volume=0.1",
+                                         "a|Twin|audiotestsrc is-live=true volume=0.9"});
+    begin();
+    const auto second = devices->devices(MediaType::Sound)[1];
+    ASSERT_FALSE(second->open());
+    audio->setAudioInputDevice("Twin");
+    EXPECT_TRUE(serveUntil([&] { return level() > 0.5F; }));
+}
+
+class AudioCaptureSlowTest : public AudioCaptureTest {};
+
+TEST_F(AudioCaptureSlowTest, SendsAMinuteOfAacWithoutAGap) {
+    expectGaplessAac(60s);
+}
+
+/// With a sound server of the test's own.
+class AudioCapturePulseTest : public AudioCaptureTest {
+protected:
+    void SetUp() override {
+        if (!SoundServer::isInstalled()) {
+            GTEST_SKIP() << "the packages pulseaudio and pulseaudio-utils are missing";
+        }
+        AudioCaptureTest::SetUp();
+        server.emplace(folder.path());
+        ASSERT_TRUE(serveUntil([&] { return server->isReady(); }, 10s));
+    }
+
+    /// Plays a sweep into the loudspeaker, whose monitor is a microphone.
+    void play() {
+        const auto file = (folder.path() / "played").string();
+        sound::writeRaw(file, sound::sweep(kSweepSeconds, kLowest, kHighest, 48000));
+        server->play(file);
+    }
+
+    std::optional<SoundServer> server;
+    std::mutex agesLock;
+    std::vector<double> ages; // seconds, of each block when it was heard
+};
+
+TEST_F(AudioCapturePulseTest, HearsAMicrophoneByItsName) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    const auto selected = select("Test Microphone");
+    play();
+
+    EXPECT_TRUE(serveUntil([&] { return std::abs(level() - 0.354F) < 0.02F; }));
+    ASSERT_TRUE(serveUntil([&] { return sink.count() >= 2; }));
+    EXPECT_THAT(audio->getAudioParameters(), HasSubstr("CONFIG_AUDIO,8000.000000,"));
+}
+
+TEST_F(AudioCapturePulseTest, SendsWhatAMicrophoneHearsWithoutAGap) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    play();
+    const auto selected = device("Test Microphone");
+    ASSERT_FALSE(selected->open());
+    const auto tap = selected->tapSound([&](const SoundBlock& block) {
+        const std::chrono::duration<double> age = std::chrono::steady_clock::now() - block.time;
+        const std::lock_guard guard(agesLock);
+        ages.push_back(age.count());
+    });
+    audio->setAudioInputDevice("Test Microphone"); // a second listener
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.3F; }));
+    const auto before = sink.count();
+    ASSERT_TRUE(serveUntil([&] { return sink.count() >= before + 3; }));
+    audio->stopCapture();
+
+    const auto samples = decoded();
+    const auto skipped = static_cast<std::size_t>(2.5 * 8000); // silence, until it was played
+    ASSERT_GT(samples.size(), 4 * skipped / 2);
+    const auto fit = sound::compareWithSweep(std::span(samples).subspan(skipped), kSweepSeconds,
+                                             kLowest, kHighest, 8000);
+    EXPECT_GT(fit.worst, 0.95) << "at " << fit.where << " s";
+    const std::lock_guard guard(agesLock);
+    for (const double age : ages) {
+        EXPECT_GT(age, -0.05);
+        EXPECT_LT(age, 0.6);
+    }
+}
+
+TEST_F(AudioCapturePulseTest, GoesOnWhenAMicrophoneIsUnpluggedAndComesBack) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    auto selected = select("Test Microphone");
+    play();
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+    bool hasEnded = false;
+    selected->ended().connect([&](const std::string&) { hasEnded = true; });
+
+    ASSERT_TRUE(server->unplugAll());
+    ASSERT_TRUE(serveUntil([&] { return hasEnded; }, 10s));
+    selected->close();
+    EXPECT_TRUE(serveUntil([&] { return level() == 0.0F; }));
+
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    selected = select("Test Microphone");
+    EXPECT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+}
+
+TEST_F(AudioCapturePulseTest, IsToldThatTheSoundServerEnded) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    const auto selected = select("Test Microphone");
+    play();
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+    bool hasEnded = false;
+    selected->ended().connect([&](const std::string&) { hasEnded = true; });
+
+    server->end();
+    EXPECT_TRUE(serveUntil([&] { return hasEnded; }, 10s));
+    const auto began = std::chrono::steady_clock::now();
+    selected->close();
+    audio->stopCapture();
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 1s);
+}
+
+} // namespace
+
+} // namespace ovelo
