@@ -45,6 +45,10 @@ GstMovieFileOutput::GstMovieFileOutput(PictureCodec codec, const Clock& clock, L
 
 GstMovieFileOutput::~GstMovieFileOutput() {
     recordToOutputFile(std::nullopt);
+    waitForEnd();
+}
+
+void GstMovieFileOutput::waitForEnd() {
     if (thread_.joinable()) {
         thread_.join();
     }
@@ -68,9 +72,7 @@ void GstMovieFileOutput::recordToOutputFile(const std::optional<Path>& file) {
     if (outputFile()) {
         return;
     }
-    if (thread_.joinable()) {
-        thread_.join(); // it has announced its end
-    }
+    waitForEnd(); // it has been announced
     size_ = 0;
     milliseconds_ = 0;
     toldDrops_ = false;

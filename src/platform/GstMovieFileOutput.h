@@ -38,6 +38,7 @@ public:
     [[nodiscard]] std::vector<Connection> connections() const override { return connections_; }
     void setCompressionOptions(MediaType mediaType, const std::string& preset) override;
     void recordToOutputFile(const std::optional<Path>& file) override;
+    void waitForEnd() override;
     [[nodiscard]] std::optional<Path> outputFile() const override;
     [[nodiscard]] std::uint64_t recordedFileSize() const override { return size_; }
     [[nodiscard]] std::string recordedDuration() const override;

@@ -81,6 +81,10 @@ public:
     /// is ignored.
     virtual void recordToOutputFile(const std::optional<Path>& file) = 0;
 
+    /// Returns when a recording that was told to end has ended, and the delegate is told nothing
+    /// more of it; takes a few seconds at most, and what the delegate takes.
+    virtual void waitForEnd() = 0;
+
     /// The file that is being recorded, until its end has been announced. Any thread.
     [[nodiscard]] virtual std::optional<Path> outputFile() const = 0;
 

@@ -59,12 +59,14 @@ public:
 
     /// The whole sound, decoded, at its places in time.
     [[nodiscard]] std::vector<std::int16_t> sound() const {
-        const std::string raw = output("ffmpeg -v error -i " + name() +
-                                       " -map a:0 -af aresample=async=1 -f s16le -ar 16000 -ac 1 -");
+        const std::string raw =
+            output("ffmpeg -v error -i " + name() +
+                   " -map a:0 -af aresample=async=1 -f s16le -ar 16000 -ac 1 -");
         std::vector<std::int16_t> samples(raw.size() / 2);
         for (std::size_t i = 0; i < samples.size(); ++i) {
-            samples[i] = static_cast<std::int16_t>(static_cast<std::uint8_t>(raw[2 * i]) |
-                                                   (static_cast<std::uint8_t>(raw[2 * i + 1]) << 8));
+            samples[i] =
+                static_cast<std::int16_t>(static_cast<std::uint8_t>(raw[2 * i]) |
+                                          (static_cast<std::uint8_t>(raw[2 * i + 1]) << 8));
         }
         return samples;
     }
