@@ -2,6 +2,9 @@
 
 #include "platform/Folders.h"
 
+#include <fmt/format.h>
+
+#include <ctime>
 #include <system_error>
 
 namespace ovelo {
@@ -40,6 +43,20 @@ bool MyUtil::valideEmailAddress(std::string_view address) {
 bool MyUtil::isAccountEmail(std::string_view address) {
     constexpr std::size_t kTooShort = 3;
     return length(address) > kTooShort;
+}
+
+std::string MyUtil::getDTString(const Clock& clock) {
+    constexpr int kFirstYear = 1900;
+    const std::time_t now = clock.timeOfDay().seconds;
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    return fmt::format("{:04}{:02}{:02}{:02}{:02}{:02}", local.tm_year + kFirstYear,
+                       local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+std::string MyUtil::getBundleVersion(const PropertyList& properties) {
+    const auto found = properties.find("CFBundleVersion");
+    return found == properties.end() ? std::string() : found->second;
 }
 
 std::filesystem::path MyUtil::getRecordedDirectory() {

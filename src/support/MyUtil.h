@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/Clock.h"
+#include "platform/PropertyList.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace ovelo {
@@ -24,6 +26,13 @@ public:
 
     /// True when an account's e-mail counts as given: more than 3 characters.
     static bool isAccountEmail(std::string_view address);
+
+    /// Now in local time, as in "20240131235959".
+    static std::string getDTString(const Clock& clock);
+
+    /// "CFBundleVersion" of the application's properties (Contents/Info.plist of the resources);
+    /// empty when they do not say.
+    static std::string getBundleVersion(const PropertyList& properties);
 
     /// The recordings folder, created when missing; empty when there is no documents folder.
     static std::filesystem::path getRecordedDirectory();

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+
 namespace ovelo {
 namespace {
 
@@ -36,6 +39,22 @@ TEST(MyUtilTest, AccountHasAnEmailOfMoreThanThreeCharacters) {
     EXPECT_FALSE(MyUtil::isAccountEmail("a@b"));
     EXPECT_FALSE(MyUtil::isAccountEmail("ü@b")) << "characters count, not bytes";
     EXPECT_TRUE(MyUtil::isAccountEmail("a@bc"));
+}
+
+TEST(MyUtilTest, DateTimeStringIsLocalTimeInFourteenDigits) {
+    FakeClock clock;
+    ::setenv("TZ", "XYZ-2", 1); // two hours east
+    ::tzset();
+    const std::string text = MyUtil::getDTString(clock);
+    ::unsetenv("TZ");
+    ::tzset();
+
+    EXPECT_EQ(text, "20231115001320"); // 1700000000 is 14 November 2023, 22:13:20 UTC
+}
+
+TEST(MyUtilTest, BundleVersionIsOneOfTheProperties) {
+    EXPECT_EQ(MyUtil::getBundleVersion({{"CFBundleVersion", "1.2"}}), "1.2");
+    EXPECT_EQ(MyUtil::getBundleVersion({}), "");
 }
 
 } // namespace

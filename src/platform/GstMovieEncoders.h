@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/GstEncoder.h"
+#include "platform/MovieTrack.h"
+
+namespace ovelo {
+
+/// Makes the encoders of movies from what is installed.
+///
+/// errors  no encoder: says which Debian package brings one
+/// thread  any
+namespace movieencoders {
+
+/// Takes 320 x 240 RGBA.
+[[nodiscard]] Result<std::unique_ptr<GstEncoder>> pictures(PictureCodec codec);
+
+/// An encoder of sound, and how late its packets are.
+struct Sound {
+    std::unique_ptr<GstEncoder> encoder;
+    std::size_t delay = 0;    // samples that a decoder gives before the first one that went in
+    bool givesAtOnce = false; // each packet comes out before the next block goes in
+};
+
+/// Takes blocks of kSoundPacketSamples.
+[[nodiscard]] Result<Sound> sound();
+
+} // namespace movieencoders
+
+} // namespace ovelo
