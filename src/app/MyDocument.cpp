@@ -3,18 +3,27 @@
 #include "app/MyDocument.h"
 
 #include "app/DocumentWindow.h"
+#include "capture/ViewerPicture.h"
+#include "platform/Console.h"
 #include "platform/MainThread.h"
 #include "platform/PropertyList.h"
 #include "platform/Settings.h"
+#include "platform/Timer.h"
 #include "support/Logger.h"
+#include "support/MyUtil.h"
+#include "support/RecordedList.h"
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <utility>
 
 namespace ovelo {
 
 namespace {
+
+constexpr std::chrono::milliseconds kMeterInterval{50};
+constexpr std::chrono::seconds kMoviePatience{5}; // for a movie that is being finished
 
 bool containsMicrophone(const CaptureDevicePointer& device) {
     static constexpr std::string_view kWord = "microphone";
@@ -33,18 +42,33 @@ MyDocument::MyDocument(Environment environment)
     , network_({environment_.settings, environment_.log, environment_.clock, environment_.prompt,
                 environment_.publisher})
     , networkSink_(network_)
+    , playback_({networkSink_,
+                 environment_.log,
+                 environment_.clock,
+                 environment_.openMovie,
+                 [this](const VideoFrame& picture) {
+                     return viewerpicture::plain(picture, environment_.settings);
+                 },
+                 {}},
+                &MyUtil::getRecordedDirectory)
     , pipeline_({environment_.settings,
                  environment_.clock,
                  networkSink_,
-                 {},
+                 [this] { return playback_.isPlaying(); },
                  {},
                  [this] { return sources_.videoDeviceDisplayName(); }})
-    , sources_(environment_.devices, session_, environment_.cameras, environment_.log) {
+    , audio_({environment_.sound, networkSink_, &console::write})
+    , sources_(
+          environment_.devices, session_, environment_.cameras,
+          [this](const std::string& name) { audio_.setAudioInputDevice(name); }, environment_.log)
+    , recording_(MovieRecording::environment(session_, environment_.log, environment_.clock,
+                                             environment_.movieOutput)) {
     if (!environment_.settings.contains("port")) {
         environment_.settings.setString("port", "1726");
     }
     session_.setVideoOutput([this](const VideoFrame& frame) { captureOutput(frame); });
     sources_.propertyChanged().connect([this](const std::string& key) { announce(key); });
+    recording_.recordingChanged().connect([this] { announce("recording"); });
 }
 
 MyDocument::~MyDocument() {
@@ -55,10 +79,12 @@ MyDocument::~MyDocument() {
 void MyDocument::windowControllerDidLoadNib(DocumentWindow& window) {
     window_ = &window;
     sources_.setWindow(&window);
+    recording_.setWindow(&window);
     environment_.log.write("Document starting\n");
     audioPreviewOutput_.volume = 1.0F;
     chooseVideoSource();
     chooseAudioSource();
+    audioLevelTimer_ = Timer::repeating(kMeterInterval, [this] { updateAudioLevels(); });
     session_.startRunning();
     const auto refresh = sigc::mem_fun(sources_, &SourceSelection::refreshDevices);
     environment_.devices.deviceWasConnected().connect(refresh);
@@ -115,10 +141,20 @@ void MyDocument::windowWillClose() {
     if (const auto audio = sources_.selectedAudioDevice()) {
         settings.setString("lastSelectedAudioDevice", audio->localizedDisplayName());
     }
+    stopPlayback();
+    recording_.setRecording(false);
+    audioLevelTimer_.reset();
     sources_.setSelectedVideoDevice(nullptr);
     sources_.setSelectedAudioDevice(nullptr);
     session_.stopRunning();
+    audio_.stopCapture();
     network_.stopServer();
+    recording_.waitUntilIdle(kMoviePatience);
+}
+
+void MyDocument::updateAudioLevels() {
+    audio_.getAudioLevels(audioLevels_.data(), peakLevels_.data());
+    setAudioLevel(audioLevels_.front());
 }
 
 std::string MyDocument::getDataSource() {
@@ -133,12 +169,41 @@ void MyDocument::setDataSource(const std::string& source) {
     });
 }
 
+std::string MyDocument::getRecordedList() {
+    return recordedListLine(MyUtil::getRecordedDirectory());
+}
+
+void MyDocument::setStartRecording(bool start) {
+    MainThread::performAndWait([this, start] {
+        if (!closed_) {
+            recording_.setStartRecording(start);
+        }
+    });
+}
+
+void MyDocument::startPlayback(const std::string& name) {
+    MainThread::performAndWait([&] {
+        if (!closed_) {
+            playback_.startPlayback(name);
+        }
+    });
+}
+
 void MyDocument::stopPlayback() {
-    // Nothing plays: live pictures are all there is.
+    playback_.stopPlayback();
+}
+
+std::string MyDocument::getAudioParameters() {
+    return audio_.getAudioParameters();
+}
+
+void MyDocument::setAudioFormat(int format) {
+    audio_.setAudioFormat(format);
 }
 
 void MyDocument::clientDisconnected() {
     stopPlayback();
+    recording_.setRecording(false);
 }
 
 void MyDocument::captureOutput(const VideoFrame& frame) {

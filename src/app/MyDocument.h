@@ -1,12 +1,16 @@
 #pragma once
 
+#include "app/MovieRecording.h"
 #include "app/NetworkSink.h"
 #include "app/SourceSelection.h"
+#include "audio/Audio.h"
 #include "capture/FramePipeline.h"
 #include "platform/CaptureSession.h"
+#include "playback/PlaybackControl.h"
 #include "server/Network.h"
 #include "server/ViewerDocument.h"
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -17,6 +21,7 @@ namespace ovelo {
 class DocumentWindow;
 class Logger;
 class Settings;
+class Timer;
 
 /// Sound that is monitored while it is captured.
 struct AudioPreviewOutput {
@@ -35,9 +40,12 @@ public:
         Logger& log;
         const Clock& clock;
         CaptureDevices& devices;
+        AudioSystem& sound;
         NetworkCameras* cameras; // or null
         AccountPrompt& prompt;
         Network::PublisherFactory publisher;
+        MovieRecording::OutputFactory movieOutput;
+        PlaybackEnvironment::OpenMovie openMovie;
         std::filesystem::path resources;
     };
 
@@ -68,10 +76,16 @@ public:
     void helpClose();
     void closeOption();
 
-    // What viewers ask for.
+    // What viewers ask for. A viewer that comes late, when the document is closed, starts nothing
+    // any more.
     std::string getDataSource() override;
     void setDataSource(const std::string& source) override;
+    std::string getRecordedList() override;
+    void setStartRecording(bool start) override;
+    void startPlayback(const std::string& name) override;
     void stopPlayback() override;
+    std::string getAudioParameters() override;
+    void setAudioFormat(int format) override;
     void clientDisconnected() override;
 
     /// The capture framework's delivery, on its own thread.
@@ -83,10 +97,13 @@ public:
     [[nodiscard]] SourceSelection& sources() { return sources_; }
     [[nodiscard]] AudioPreviewOutput& audioPreviewOutput() { return audioPreviewOutput_; }
     [[nodiscard]] bool hasRecordingDevice() const { return sources_.hasRecordingDevice(); }
+    [[nodiscard]] bool isRecording() const { return recording_.isRecording(); }
+    [[nodiscard]] bool isPlaying() const { return playback_.isPlaying(); }
     [[nodiscard]] float audioLevel() const { return audioLevel_; }
     void setAudioLevel(float level);
 
-    /// A property of this name has another value now: those of SourceSelection, and "audioLevel".
+    /// A property of this name has another value now: those of SourceSelection, "audioLevel" and
+    /// "recording".
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
 private:
@@ -94,15 +111,22 @@ private:
     void chooseVideoSource();
     void chooseAudioSource();
     void hideWindowOfAgent();
+    void updateAudioLevels();
     void announce(const std::string& property);
 
     Environment environment_;
     DocumentWindow* window_ = nullptr;
     Network network_;
     NetworkSink networkSink_;
+    PlaybackControl playback_;
     FramePipeline pipeline_;
     CaptureSession session_;
+    Audio audio_;
     SourceSelection sources_; // its destructor takes the inputs out of the session
+    MovieRecording recording_;
+    std::unique_ptr<Timer> audioLevelTimer_;
+    std::array<float, 2> audioLevels_{};
+    std::array<float, 2> peakLevels_{};
     bool closed_ = false;
     AudioPreviewOutput audioPreviewOutput_;
     float audioLevel_ = 0;

@@ -30,10 +30,11 @@ bool contains(const SourceSelection::DeviceList& list, const CaptureDevicePointe
 } // namespace
 
 SourceSelection::SourceSelection(CaptureDevices& devices, CaptureSession& session,
-                                 NetworkCameras* cameras, Logger& log)
+                                 NetworkCameras* cameras, AudioInput audio, Logger& log)
     : devices_(devices)
     , session_(session)
     , cameras_(cameras)
+    , audio_(std::move(audio))
     , log_(log) {
     publishForViewers();
 }

@@ -6,6 +6,7 @@
 
 #include <sigc++/sigc++.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -28,9 +29,12 @@ public:
     using DeviceList = std::vector<CaptureDevicePointer>;
     using Names = std::vector<std::string>;
 
+    /// Chooses whose sound viewers hear, by its display name.
+    using AudioInput = std::function<void(const std::string&)>;
+
     /// cameras  the user's network cameras, or null when there can be none
     SourceSelection(CaptureDevices& devices, CaptureSession& session, NetworkCameras* cameras,
-                    Logger& log);
+                    AudioInput audio, Logger& log);
     ~SourceSelection();
     SourceSelection(const SourceSelection&) = delete;
     SourceSelection& operator=(const SourceSelection&) = delete;
@@ -88,6 +92,7 @@ private:
     std::shared_ptr<CaptureDeviceInput> openInput(const CaptureDevicePointer& device,
                                                   const std::string& kind);
     void removeInput(std::shared_ptr<CaptureDeviceInput>& input);
+    void hear(const CaptureDevicePointer& device);
     void report(const std::string& what, const CaptureDevice& device, const Failure& failure);
     void watch(const CaptureDevicePointer& device);
     void deviceEnded(const CaptureDevicePointer& device, const std::string& reason);
@@ -100,6 +105,7 @@ private:
     CaptureDevices& devices_;
     CaptureSession& session_;
     NetworkCameras* cameras_;
+    const AudioInput audio_;
     Logger& log_;
     DocumentWindow* window_ = nullptr;
 

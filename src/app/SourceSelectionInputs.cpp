@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <exception>
 #include <initializer_list>
 
 namespace ovelo {
@@ -49,6 +50,7 @@ void SourceSelection::setSelectedVideoDevice(const CaptureDevicePointer& device)
     }
     if (selectedVideoDeviceProvidesAudio()) {
         setSelectedAudioDevice(nullptr);
+        hear(device);
     }
     log_.write(fmt::format("Set video device completed: {}\n", nameOf(device)));
 }
@@ -58,10 +60,20 @@ void SourceSelection::setSelectedAudioDevice(const CaptureDevicePointer& device)
     if (device && !selectedVideoDeviceProvidesAudio()) {
         audioDeviceInput_ = openInput(device, "audio");
         if (audioDeviceInput_) {
+            hear(device);
             log_.write(fmt::format("Set audio device completed: {}\n", nameOf(device)));
         }
     }
     announceAudioDevice();
+}
+
+void SourceSelection::hear(const CaptureDevicePointer& device) {
+    const std::string name = device->localizedDisplayName();
+    try {
+        audio_(name);
+    } catch (const std::exception& failure) {
+        log_.write(fmt::format("setAudioInputDevice failed: {} - {}\n", name, failure.what()));
+    }
 }
 
 /// return  null when the device cannot be used; the user and the log know why then

@@ -51,7 +51,7 @@ public:
     /// user's own choice for other programs stays as it is.
     [[nodiscard]] virtual AudioStatus setDefaultInput(DeviceId device) = 0;
 
-    /// The sound devices of `devices`, by their display names; a queue hears one while it is open.
+    /// The sound and muxed devices of `devices`, by their display names; a queue hears one while it is open.
     ///
     /// lifetime  `devices` outlives the system
     static std::unique_ptr<AudioSystem> create(CaptureDevices& devices);

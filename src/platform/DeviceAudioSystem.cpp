@@ -37,12 +37,19 @@ AudioStatus DeviceAudioSystem::newInput(const AudioStreamDescription& format,
 }
 
 AudioStatus DeviceAudioSystem::readDeviceCount(std::size_t& count) {
-    count = devices_.devices(MediaType::Sound).size();
+    count = soundingDevices().size();
     return 0;
 }
 
-AudioStatus DeviceAudioSystem::readDevices(std::vector<DeviceId>& devices) {
+std::vector<CaptureDevicePointer> DeviceAudioSystem::soundingDevices() const {
     auto found = devices_.devices(MediaType::Sound);
+    const auto muxed = devices_.devices(MediaType::Muxed);
+    found.insert(found.end(), muxed.begin(), muxed.end());
+    return found;
+}
+
+AudioStatus DeviceAudioSystem::readDevices(std::vector<DeviceId>& devices) {
+    auto found = soundingDevices();
     // Who names a device has opened it before; of two with the same name, that one is meant.
     std::stable_partition(found.begin(), found.end(),
                           [](const CaptureDevicePointer& device) { return device->isOpen(); });

@@ -10,7 +10,7 @@ namespace ovelo {
 
 class CaptureDevices;
 
-/// The sound devices among the capture devices, as sound hardware.
+/// The capture devices that have sound, as sound hardware.
 class DeviceAudioSystem final : public AudioSystem {
 public:
     explicit DeviceAudioSystem(CaptureDevices& devices) : devices_(devices) {}
@@ -25,6 +25,7 @@ public:
     [[nodiscard]] AudioStatus setDefaultInput(DeviceId device) override;
 
 private:
+    [[nodiscard]] std::vector<CaptureDevicePointer> soundingDevices() const;
     [[nodiscard]] CaptureDevicePointer find(DeviceId device) const;
     [[nodiscard]] std::unique_ptr<SoundTap>
     tapDefaultInput(CaptureDevice::SoundHandler handler) const;

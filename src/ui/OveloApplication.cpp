@@ -1,9 +1,12 @@
 #include "ui/OveloApplication.h"
 
+#include "app/MovieOutputFactory.h"
+#include "platform/AudioSystem.h"
 #include "platform/CaptureDevices.h"
 #include "platform/Folders.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
+#include "platform/Movie.h"
 #include "platform/ServicePublisher.h"
 #include "support/Logger.h"
 #include "ui/AccountWindow.h"
@@ -71,14 +74,18 @@ void OveloApplication::makeDocument() {
     Logger& log = Logger::sharedInstance();
     devices_ =
         CaptureDevices::create(settings, [&log](const std::string& line) { log.write(line); });
+    sound_ = AudioSystem::create(*devices_);
     document_ = std::make_unique<MyDocument>(MyDocument::Environment{
         .settings = settings,
         .log = log,
         .clock = Clock::system(),
         .devices = *devices_,
+        .sound = *sound_,
         .cameras = nullptr,
         .prompt = *prompt_,
         .publisher = &ServicePublisher::create,
+        .movieOutput = movieOutputFactory(settings, Clock::system(), log),
+        .openMovie = &Movie::open,
         .resources = folders::resources(),
     });
 }

@@ -43,6 +43,7 @@ private:
     QtMainLoop mainLoop_;
     TerminationSignals& signals_;
     std::unique_ptr<CaptureDevices> devices_;
+    std::unique_ptr<AudioSystem> sound_;
     std::unique_ptr<ModalPrompt> prompt_;
     std::unique_ptr<MyDocument> document_;
     std::unique_ptr<MainWindow> window_;

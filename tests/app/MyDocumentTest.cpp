@@ -1,6 +1,9 @@
 #include "app/MyDocument.h"
 
+#include "fakes/FakeAudioSystem.h"
 #include "fakes/FakeCapture.h"
+#include "fakes/FakeMovie.h"
+#include "fakes/FakeMovieOutput.h"
 #include "fakes/FakeServerParts.h"
 #include "fakes/FakeWindow.h"
 #include "fakes/Peer.h"
@@ -25,9 +28,19 @@ protected:
 
     void create() {
         document = std::make_unique<MyDocument>(MyDocument::Environment{
-            settings, events.log(), Clock::system(), devices, nullptr, prompt,
+            settings, events.log(), Clock::system(), devices, sound, nullptr, prompt,
             [this](const PublishedService& service, ServicePublisher::Delegate& delegate) {
                 return std::make_unique<FakePublisher::Service>(publisher, service, delegate);
+            },
+            [this] {
+                auto output = std::make_unique<FakeMovieOutput>();
+                movie = output.get();
+                return output;
+            },
+            [this](const std::filesystem::path& file,
+                   const std::stop_token&) -> Result<std::unique_ptr<Movie>> {
+                asked = file;
+                return std::unique_ptr<Movie>(std::make_unique<FakeMovie>(movies));
             },
             folder.path()});
     }
@@ -55,6 +68,10 @@ protected:
     TestLog events;
     MemorySettings settings;
     FakeDevices devices;
+    FakeAudioSystem sound;
+    FakeMovieOutput* movie = nullptr; // the newest
+    FakeMovies movies;
+    std::filesystem::path asked; // for a movie
     FakePrompt prompt;
     FakePublisher publisher;
     FakeWindow window;

@@ -31,7 +31,16 @@ protected:
     FakeCameras cameras;
     FakeWindow window;
     CaptureSession session;
-    SourceSelection selection{devices, session, &cameras, events.log()};
+    std::vector<std::string> heard; // names that sound was asked from
+    bool audioFails = false;
+    SourceSelection selection{devices, session, &cameras,
+                              [this](const std::string& name) {
+                                  heard.push_back(name);
+                                  if (audioFails) {
+                                      throw std::runtime_error("no sound today");
+                                  }
+                              },
+                              events.log()};
     std::vector<std::string> changed;
 };
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "app/MyDocument.h"
+#include "fakes/FakeAudioSystem.h"
 #include "fakes/FakeCapture.h"
+#include "fakes/FakeMovieOutput.h"
 #include "fakes/FakeServerParts.h"
 #include "fakes/QtWait.h"
 #include "fakes/TemporaryFolder.h"
@@ -48,15 +50,20 @@ protected:
     MemorySettings settings_;
     Logger log_{folder_.path() / "ovelo.log", settings_};
     FakeDevices devices_;
+    FakeAudioSystem sound_;
     FakePrompt prompt_;
     MyDocument document_{{
         .settings = settings_,
         .log = log_,
         .clock = Clock::system(),
         .devices = devices_,
+        .sound = sound_,
         .cameras = nullptr,
         .prompt = prompt_,
         .publisher = [](const PublishedService&, ServicePublisher::Delegate&) { return nullptr; },
+        .movieOutput = [] { return std::make_unique<FakeMovieOutput>(); },
+        .openMovie = [](const std::filesystem::path&, const std::stop_token&)
+            -> Result<std::unique_ptr<Movie>> { return Failure{"there are no movies here"}; },
         .resources = folder_.path(),
     }};
 };
