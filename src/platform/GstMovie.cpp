@@ -67,7 +67,7 @@ std::optional<VideoFrame> GstMovie::pictureAt(Time time, const std::stop_token& 
 
 /// True when going forward from here leads to the picture soon.
 bool GstMovie::isAhead(Time time) const {
-    const Time here = current_ ? current_->start : Time::zero();
+    const Time here = current_ ? current_->start : from_;
     const Time read = next_ ? next_->start : here;
     return time >= here && (ended_ || time < read + kStride);
 }
@@ -87,6 +87,7 @@ bool GstMovie::seek(Time time, int flags) {
     current_.reset();
     next_.reset();
     ended_ = false;
+    from_ = time;
     return gst_element_seek_simple(pipeline_.get(), GST_FORMAT_TIME,
                                    static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | flags),
                                    time.count()) != FALSE;
@@ -105,7 +106,7 @@ bool GstMovie::stepTo(Time time, const Patience& patience) {
     return true;
 }
 
-/// return  false when it was asked to stop
+/// return  false when it was asked to stop, or the picture cannot be looked at
 bool GstMovie::readNext(const Patience& patience) {
     auto sample = pull(patience);
     if (!sample) {

@@ -44,6 +44,7 @@ private:
     const Time duration_;
     std::optional<Picture> current_;
     std::optional<Picture> next_; // known: current_ is shown until then
+    Time from_{};                 // where reading began
     bool ended_ = false;          // nothing comes after next_
 };
 

@@ -44,6 +44,9 @@ public:
     [[nodiscard]] bool started() const { return started_.load(); }
     void setStarted(bool started);
 
+    /// True while no thread plays.
+    [[nodiscard]] bool stopped() const { return stopped_.load(); }
+
     /// Sends the picture that was found at startTime_; nothing when there was none. Main thread.
     void sendFrameAt();
 

@@ -271,6 +271,16 @@ TEST(MovieTest, GivesUpWhenItIsAskedToStop) {
     EXPECT_EQ(numberAt(*movie, 510ms), 15);
 }
 
+TEST(MovieTest, FindsAnEarlierPictureAfterAJumpThatWasGivenUp) {
+    const TemporaryFolder folder;
+    const auto movie = opened(movieIn(folder, "a.mov", 60, 10, "-c:v mjpeg"));
+    ASSERT_TRUE(movie);
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_FALSE(movie->pictureAt(5s, stop.get_token()));
+    EXPECT_EQ(numberAt(*movie, 150ms), 1);
+}
+
 TEST(MovieTest, MayBeUsedFromOneThreadAfterAnother) {
     const TemporaryFolder folder;
     const auto movie = opened(movieIn(folder, "a.mov", 30, 10, "-c:v mjpeg"));

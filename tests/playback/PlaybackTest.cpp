@@ -33,6 +33,7 @@ TEST_F(PlaybackTest, IsNotStartedBeforeItIsStarted) {
     const Playback playback(environment(), "movie.mov");
 
     EXPECT_FALSE(playback.started());
+    EXPECT_TRUE(playback.stopped());
     EXPECT_EQ(movies_.opened, 0);
 }
 
@@ -151,9 +152,11 @@ TEST_F(PlaybackTest, SaysNothingWhenItIsStoppedBeforeTheEnd) {
     std::optional<Playback> playback(std::in_place, realTime(), "movie.mov");
     playback->start();
     ASSERT_TRUE(eventually([&] { return sink_.pictures() > 0; }));
+    EXPECT_FALSE(playback->stopped());
 
     playback->stop();
     EXPECT_FALSE(playback->started());
+    EXPECT_TRUE(eventually([&] { return playback->stopped(); }));
     playback.reset();
 
     EXPECT_EQ(sink_.texts(), kNothing);
