@@ -118,7 +118,9 @@ Result<std::unique_ptr<Movie>> Movie::open(const std::filesystem::path& file,
     if (!uri) {
         return Failure{uri.error()};
     }
-    auto built = buildVideoPipeline({uri.value(), nullptr});
+    // Its pictures are pulled, so nothing is ever delivered there; that it is there keeps the sound out.
+    const GstOutlets picturesAlone{std::make_shared<GstFrameDelivery>(), nullptr};
+    auto built = buildPipeline({uri.value(), nullptr}, picturesAlone);
     if (!built) {
         return Failure{built.error()};
     }
