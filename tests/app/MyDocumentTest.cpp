@@ -7,12 +7,15 @@
 #include "fakes/FakeServerParts.h"
 #include "fakes/FakeWindow.h"
 #include "fakes/Peer.h"
+#include "fakes/QtWait.h"
 #include "fakes/TestLog.h"
 #include "platform/MainThread.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <iterator>
 #include <thread>
 
 namespace ovelo {
@@ -20,7 +23,10 @@ namespace {
 
 class MyDocumentTest : public ::testing::Test {
 protected:
-    MyDocumentTest() { MainThread::begin(); }
+    MyDocumentTest() {
+        MainThread::begin();
+        ::setenv("HOME", folder.path().c_str(), 1);
+    }
     ~MyDocumentTest() override {
         document.reset();
         MainThread::end();
@@ -62,6 +68,21 @@ protected:
     std::string audioName() {
         const auto device = document->sources().selectedAudioDevice();
         return device ? device->localizedDisplayName() : "(none)";
+    }
+
+    /// Runs what a viewer's thread asks, while this thread serves it.
+    static void asViewer(const std::function<void()>& request) {
+        std::atomic<bool> done = false;
+        const std::jthread viewer([&] {
+            request();
+            done = true;
+        });
+        EXPECT_TRUE(MainThread::serveUntil([&] { return done.load(); }, std::chrono::seconds(5)));
+    }
+    std::size_t recordings() const {
+        const auto kept = folder.path() / "Documents" / "Ovelo";
+        return static_cast<std::size_t>(
+            std::distance(std::filesystem::directory_iterator(kept), {}));
     }
 
     TemporaryFolder folder;
@@ -311,6 +332,87 @@ TEST_F(MyDocumentTest, HelpPageWithoutAWebHostSaysSo) {
     document->natManualConfigButton();
 
     EXPECT_EQ(window.errors.size(), 1U);
+}
+
+TEST_F(MyDocumentTest, ChosenMicrophoneIsHeardAndMovesTheMeter) {
+    sound.names = {"Mic"};
+    sound.record.level = {0.25F, 0.5F};
+    devices.add(MediaType::Sound, "Mic");
+    start();
+
+    EXPECT_EQ(sound.defaultInput, "Mic");
+    EXPECT_TRUE(runLoopUntil([&] { return document->audioLevel() == 0.25F; }));
+    EXPECT_TRUE(document->getAudioParameters().starts_with("CONFIG_AUDIO,8000.000000,"));
+
+    document->windowWillClose();
+    EXPECT_EQ(sound.record.count("dispose"), 1U);
+}
+
+TEST_F(MyDocumentTest, FormatThatAViewerAsksForHoldsFromTheNextStart) {
+    sound.names = {"Mic", "Other"};
+    devices.add(MediaType::Sound, "Mic");
+    devices.add(MediaType::Sound, "Other");
+    start();
+    asViewer([this] { document->setAudioFormat(0); });
+    EXPECT_EQ(sound.requested.mFormatID, kAudioFormatAac);
+
+    asViewer([this] { document->setDataSource("|Other"); });
+
+    EXPECT_EQ(sound.defaultInput, "Other");
+    EXPECT_EQ(sound.requested.mFormatID, kAudioFormatPcm);
+}
+
+TEST_F(MyDocumentTest, ViewersStartAndEndARecording) {
+    start();
+    std::vector<std::string> changes;
+    document->propertyChanged().connect([&](const std::string& key) { changes.push_back(key); });
+
+    asViewer([this] { document->setStartRecording(true); });
+    EXPECT_TRUE(document->isRecording());
+    EXPECT_EQ(changes, std::vector<std::string>{"recording"});
+    asViewer([this] { document->setStartRecording(false); });
+    ASSERT_TRUE(MainThread::serveUntil([&] { return recordings() == 1; }, std::chrono::seconds(5)));
+
+    EXPECT_FALSE(document->isRecording());
+    EXPECT_TRUE(document->getRecordedList().starts_with("RECORDED_LIST,-Ovelo_"));
+}
+
+TEST_F(MyDocumentTest, ViewerThatGoesAwayEndsRecordingAndPlayback) {
+    start();
+    asViewer([this] {
+        document->setStartRecording(true);
+        document->startPlayback("any.mov");
+    });
+    ASSERT_TRUE(document->isPlaying());
+
+    document->clientDisconnected();
+
+    EXPECT_FALSE(document->isPlaying());
+    EXPECT_TRUE(MainThread::serveUntil([&] { return recordings() == 1; }, std::chrono::seconds(5)));
+}
+
+TEST_F(MyDocumentTest, ShutdownFinishesARecordingAndKeepsIt) {
+    start();
+    asViewer([this] { document->setStartRecording(true); });
+
+    document->windowWillClose();
+
+    EXPECT_EQ(recordings(), 1U);
+    document->setStartRecording(true);
+    document->startPlayback("late.mov");
+    EXPECT_FALSE(document->isRecording()) << "nobody starts anything any more";
+    EXPECT_FALSE(document->isPlaying());
+}
+
+TEST_F(MyDocumentTest, PlaybackIsOfTheRecordingsFolderAndRestsLivePictures) {
+    start();
+    asViewer([this] { document->startPlayback("x.mov"); });
+
+    EXPECT_TRUE(document->isPlaying());
+    EXPECT_TRUE(MainThread::serveUntil([&] { return movies.asked > 0; }, std::chrono::seconds(5)));
+    EXPECT_EQ(asked, folder.path() / "Documents" / "Ovelo" / "x.mov");
+    document->stopPlayback();
+    EXPECT_FALSE(document->isPlaying());
 }
 
 TEST_F(MyDocumentTest, LevelIsAnnouncedWhenItChanges) {

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace ovelo {
 namespace {
@@ -231,6 +232,41 @@ TEST_F(SourceSelectionTest, MuxedVideoRemovesTheAudioInputAndKeepsItAway) {
     EXPECT_EQ(selection.selectedAudioDevice(), nullptr);
     EXPECT_FALSE(mic->isOpen);
     selection.setSelectedAudioDevice(mic);
+    EXPECT_EQ(selection.selectedAudioDevice(), nullptr);
+}
+
+TEST_F(SourceSelectionTest, ChosenMicrophoneIsHeard) {
+    const auto mic = devices.add(MediaType::Sound, "Mic");
+    selection.setSelectedAudioDevice(mic);
+    selection.setSelectedAudioDevice(nullptr);
+
+    EXPECT_EQ(heard, Names{"Mic"});
+}
+
+TEST_F(SourceSelectionTest, MicrophoneThatCannotBeOpenedIsNotHeard) {
+    const auto mic = devices.add(MediaType::Sound, "Mic");
+    mic->failure = Failure{"busy"};
+    selection.setSelectedAudioDevice(mic);
+
+    EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(SourceSelectionTest, SoundThatFailsIsLoggedAndTheDeviceStaysChosen) {
+    const auto mic = devices.add(MediaType::Sound, "Mic");
+    audioFails = true;
+    selection.setSelectedAudioDevice(mic);
+
+    EXPECT_TRUE(events.contains(": setAudioInputDevice failed: Mic - no sound today\n"));
+    EXPECT_TRUE(events.contains(": Set audio device completed: Mic\n"));
+    EXPECT_EQ(selection.selectedAudioDevice(), mic);
+}
+
+TEST_F(SourceSelectionTest, SoundOfAMuxedCameraIsHeard) {
+    const auto mic = devices.add(MediaType::Sound, "Mic");
+    selection.setSelectedAudioDevice(mic);
+    selection.setSelectedVideoDevice(devices.add(MediaType::Muxed, "Tape"));
+
+    EXPECT_EQ(heard, (Names{"Mic", "Tape"}));
     EXPECT_EQ(selection.selectedAudioDevice(), nullptr);
 }
 
