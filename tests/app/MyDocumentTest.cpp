@@ -25,7 +25,7 @@ class MyDocumentTest : public ::testing::Test {
 protected:
     MyDocumentTest() {
         MainThread::begin();
-        ::setenv("HOME", folder.path().c_str(), 1);
+        std::filesystem::remove_all(kept());
     }
     ~MyDocumentTest() override {
         document.reset();
@@ -79,10 +79,16 @@ protected:
         });
         EXPECT_TRUE(MainThread::serveUntil([&] { return done.load(); }, std::chrono::seconds(5)));
     }
-    std::size_t recordings() const {
-        const auto kept = folder.path() / "Documents" / "Ovelo";
+    /// Where recordings are kept: in a home of the tests' own, one for all, for it is looked up once.
+    static std::filesystem::path kept() {
+        static const TemporaryFolder home;
+        ::setenv("HOME", home.path().c_str(), 1);
+        return home.path() / "Documents" / "Ovelo";
+    }
+    static std::size_t recordings() {
+        std::error_code none;
         return static_cast<std::size_t>(
-            std::distance(std::filesystem::directory_iterator(kept), {}));
+            std::distance(std::filesystem::directory_iterator(kept(), none), {}));
     }
 
     TemporaryFolder folder;
@@ -410,7 +416,7 @@ TEST_F(MyDocumentTest, PlaybackIsOfTheRecordingsFolderAndRestsLivePictures) {
 
     EXPECT_TRUE(document->isPlaying());
     EXPECT_TRUE(MainThread::serveUntil([&] { return movies.asked > 0; }, std::chrono::seconds(5)));
-    EXPECT_EQ(asked, folder.path() / "Documents" / "Ovelo" / "x.mov");
+    EXPECT_EQ(asked, kept() / "x.mov");
     document->stopPlayback();
     EXPECT_FALSE(document->isPlaying());
 }

@@ -19,6 +19,8 @@ namespace ovelo::sound {
 namespace {
 
 constexpr double kAmplitude = 16384;
+constexpr double kFineStep = 2.0e-6; // seconds
+constexpr int kFineSteps = 2500;
 
 /// The sweep at a moment, repeated for ever.
 double sweepAt(double time, double seconds, double from, double to) {
@@ -135,10 +137,11 @@ Fit compareWithSweep(std::span<const std::int16_t> samples, double seconds, doub
             begin = static_cast<double>(at) / (rate * kFinesse);
         }
     }
+    // A whole turn of the tone beside it looks nearly as good from afar.
     bestMatch = -1;
     const double middle = begin;
-    for (int step = -50; step <= 50; ++step) {
-        const double at = middle + step * 0.01 / rate;
+    for (int step = -kFineSteps; step <= kFineSteps; ++step) {
+        const double at = middle + step * kFineStep;
         const double match = correlation(head, expected(window, at, rate, seconds, from, to));
         if (match > bestMatch) {
             bestMatch = match;
