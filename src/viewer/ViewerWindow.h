@@ -90,6 +90,7 @@ private:
     void play(const std::string& name);
     void backToLive();
     void showRecordings(bool shown);
+    void makeRoom(bool shown);
     void askForRecordings();
     void askForMotion();
     void setMotion(const MotionSettings& settings);

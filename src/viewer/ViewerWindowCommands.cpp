@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QDockWidget>
 #include <QLabel>
+#include <QScreen>
 #include <QSlider>
 
 #include <algorithm>
@@ -101,11 +102,22 @@ void ViewerWindow::playbackDone() {
 }
 
 void ViewerWindow::showRecordings(bool shown) {
+    makeRoom(shown);
     dock_->setVisible(shown);
     if (shown) {
         askForRecordings();
         recordings_->setFocus();
     }
+}
+
+/// Lets the picture keep its size beside the recordings, where the screen is large enough.
+void ViewerWindow::makeRoom(bool shown) {
+    if (isMaximized() || isFullScreen() || dock_->isFloating()) {
+        return;
+    }
+    const int widest = screen()->availableGeometry().right() - frameGeometry().left();
+    const int change = shown ? dock_->sizeHint().width() : -dock_->width();
+    resize(std::min(width() + change, std::max(widest, width())), height());
 }
 
 void ViewerWindow::askForRecordings() {
