@@ -20,7 +20,9 @@ std::optional<Failure> SoundBlocks::configure(const AudioFormat& format) {
     format_ = format;
     const int rate = static_cast<int>(std::lround(format.sampleRate));
     if (format.isAac()) {
-        decoder_ = createDecoder_(rate, static_cast<int>(format.channels));
+        if (createDecoder_) {
+            decoder_ = createDecoder_(rate, static_cast<int>(format.channels));
+        }
         if (!decoder_) {
             return Failure{"This computer has no decoder for the server's sound (AAC)."};
         }
