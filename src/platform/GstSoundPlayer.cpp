@@ -1,6 +1,7 @@
 #include "platform/GstSoundPlayer.h"
 
 #include "platform/GstRuntime.h"
+#include "platform/GstSoundServer.h"
 #include "platform/Threads.h"
 
 #include <gst/app/gstappsrc.h>
@@ -19,8 +20,9 @@ constexpr std::chrono::milliseconds kPiece{20};
 constexpr std::chrono::milliseconds kTurn{10};
 constexpr std::chrono::milliseconds kBuffer{80}; // of the sink
 constexpr std::chrono::seconds kStartLimit{5};
-constexpr std::chrono::seconds kRetry{5}; // after a failure
-constexpr gint kSecond = 1000000000;      // nanoseconds
+constexpr std::chrono::seconds kLook{1};   // for a sound server that has come
+constexpr std::chrono::seconds kRetry{60}; // after a failure, without one
+constexpr gint kSecond = 1000000000;       // nanoseconds
 constexpr const char* kNoOutput = "There is no sound output.";
 
 std::int64_t nanoseconds(std::chrono::nanoseconds time) {
@@ -80,9 +82,21 @@ void GstSoundPlayer::run(const std::stop_token& stop) {
         tearDown();
         if (!stop.stop_requested()) {
             tell(problem);
-            pause(stop, kRetry);
+            waitForOutput(stop);
         }
     }
+}
+
+/// Until another attempt may have better luck. Each one may write to standard error by itself, so
+/// there are not many.
+void GstSoundPlayer::waitForOutput(const std::stop_token& stop) {
+    const auto sockets = soundServerSockets();
+    const std::string before = soundServerState(sockets);
+    const auto limit = std::chrono::steady_clock::now() + kRetry;
+    do {
+        pause(stop, kLook);
+    } while (!stop.stop_requested() && std::chrono::steady_clock::now() < limit &&
+             soundServerState(sockets) == before);
 }
 
 /// Plays until asked to stop, or until it cannot any more.

@@ -23,6 +23,7 @@ public:
 
 private:
     void run(const std::stop_token& stop);
+    void waitForOutput(const std::stop_token& stop);
     std::string play(const std::stop_token& stop);
     std::string build();
     std::string begin();

@@ -18,6 +18,9 @@ void ViewerSound::handleLine(std::string_view line) {
         return;
     }
     const std::lock_guard control(control_);
+    if (!wanted_) {
+        return; // the answer to a wish that is over
+    }
     endControlled();
     const auto format = AudioFormat::parse(line);
     if (!format) {
@@ -71,6 +74,14 @@ void ViewerSound::tellControlled(const std::string& problem) {
 void ViewerSound::reset() {
     const std::lock_guard control(control_);
     endControlled();
+}
+
+void ViewerSound::setWanted(bool wanted) {
+    const std::lock_guard control(control_);
+    wanted_ = wanted;
+    if (!wanted) {
+        endControlled();
+    }
 }
 
 void ViewerSound::endControlled() {

@@ -40,8 +40,11 @@ public:
 
     void handleBlock(const ViewerBlock& block);
 
-    /// Ends what is being played: the connection is lost, or sound is not wanted any more.
+    /// Ends what is being played, for instance because the connection is lost.
     void reset();
+
+    /// Whether formats and blocks count, as they do at the beginning; off ends what is being played.
+    void setWanted(bool wanted);
 
     /// Seconds by which the server holds pictures back.
     void setDelay(double seconds);
@@ -69,6 +72,7 @@ private:
 
     std::mutex control_;      // taken before lock_; held while a player ends
     SoundBlocks blocks_;      // guarded by control_
+    bool wanted_ = true;      // guarded by control_
     bool complained_ = false; // guarded by control_
 
     std::atomic<bool> muted_ = false;

@@ -21,10 +21,8 @@ constexpr int kMovieTime = 2000;     // milliseconds until a recording that ende
 } // namespace
 
 void ViewerWindow::listen(bool on) {
-    if (!on) {
-        sound_.reset();
-        soundProblem_.clear();
-    }
+    sound_.setWanted(on);
+    soundProblem_.clear();
     applySound();
     refreshActions();
     updateSoundLabel();

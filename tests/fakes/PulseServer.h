@@ -21,16 +21,22 @@ public:
 
     PulseServer() {
         const std::string home = folder_.path().string();
-        const std::string socket = home + "/native";
         ::setenv("HOME", home.c_str(), 1);
         ::setenv("XDG_RUNTIME_DIR", home.c_str(), 1);
-        ::setenv("PULSE_SERVER", ("unix:" + socket).c_str(), 1);
+        ::setenv("PULSE_SERVER", ("unix:" + home + "/native").c_str(), 1);
+        start();
+    }
+
+    void start() {
+        const std::string home = folder_.path().string();
         process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
             "pulseaudio", "-n", "-L",
-            "module-native-protocol-unix auth-anonymous=1 socket=" + socket, "-L",
+            "module-native-protocol-unix auth-anonymous=1 socket=" + home + "/native", "-L",
             "module-null-sink sink_name=null1", "--exit-idle-time=-1", "--disable-shm=yes",
             "--daemonize=no", "--use-pid-file=no", "--log-target=file:" + home + "/log"});
     }
+
+    void stop() { process_.reset(); }
 
     /// True when it can be used.
     [[nodiscard]] bool isReady() const {
@@ -39,11 +45,14 @@ public:
     }
 
     /// Records what is played, as signed samples of one channel, until the answer is destroyed.
-    [[nodiscard]] std::unique_ptr<ChildProcess> record(const std::filesystem::path& file,
-                                                       int rate) const {
+    ///
+    /// latency  of the recorder, in milliseconds; a short one may lose samples on a busy machine
+    [[nodiscard]] std::unique_ptr<ChildProcess> record(const std::filesystem::path& file, int rate,
+                                                       int latency) const {
         return std::make_unique<ChildProcess>(std::vector<std::string>{
             "parec", "--device=null1.monitor", "--format=s16le", "--channels=1", "--raw",
-            "--latency-msec=10", "--rate=" + std::to_string(rate), file.string()});
+            "--latency-msec=" + std::to_string(latency), "--rate=" + std::to_string(rate),
+            file.string()});
     }
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_.path(); }

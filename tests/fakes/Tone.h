@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <numbers>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace ovelo {
@@ -63,6 +64,20 @@ inline bool isWithoutGap(std::span<const std::int16_t> samples, std::size_t stre
         }
     }
     return true;
+}
+
+/// What is wrong with a recording of a tone(): pitch, gaps, clicks; empty: nothing.
+inline std::string complaintAbout(std::span<const std::int16_t> samples, double frequency,
+                                  int rate) {
+    const double heard = frequencyOf(samples, rate);
+    if (std::abs(heard - frequency) > frequency / 150) {
+        return "its frequency is " + std::to_string(heard);
+    }
+    if (!isWithoutGap(samples, static_cast<std::size_t>(rate / 200))) {
+        return "it has a gap";
+    }
+    const double steep = 10000 * 2 * std::numbers::pi * frequency / rate; // of the tone itself
+    return steepest(samples) <= steep * 1.4 ? "" : "it has a click";
 }
 
 } // namespace ovelo

