@@ -31,45 +31,84 @@ QString describeRate(int rate) {
     return QStringLiteral("%1/s").arg(rate);
 }
 
+constexpr int kColumnsOfControl = 3;
+
+/// Shows what is there and marks the selected one.
+void fill(QComboBox& box, const std::vector<DataSource>& sources) {
+    const QSignalBlocker quiet(&box);
+    box.clear();
+    int current = -1;
+    for (const DataSource& source : sources) {
+        box.addItem(QString::fromStdString(source.name));
+        if (source.selected) {
+            current = box.count() - 1;
+        }
+    }
+    box.setCurrentIndex(current);
+    box.setEnabled(!sources.empty());
+}
+
 } // namespace
 
 ControlBar::ControlBar(double delay, std::optional<double> frameRate, Actions actions,
                        QWidget* parent)
     : QWidget(parent)
-    , actions_(std::move(actions))
-    , sources_(new QComboBox(this)) {
+    , actions_(std::move(actions)) {
     auto* grid = new QGridLayout(this);
-    addSlider(
-        QStringLiteral("&Delay"), 0, kLongestDelay * kStepsPerSecond,
+    grid->setColumnStretch(1, 1);
+    grid->setColumnStretch(1 + kColumnsOfControl, 1);
+    cameras_ = addChooser(QStringLiteral("&Camera"),
+                          QStringLiteral("The camera that every viewer of this server sees"), 0,
+                          actions_.chooseCamera);
+    microphones_ =
+        addChooser(QStringLiteral("&Microphone"),
+                   QStringLiteral("The microphone that every viewer of this server hears"),
+                   kColumnsOfControl, actions_.chooseMicrophone);
+    delay_ = addSlider(
+        QStringLiteral("&Delay"),
+        QStringLiteral("How long the server holds pictures back; about 3 s bring them in step with "
+                       "the sound"),
+        0, kLongestDelay * kStepsPerSecond,
         static_cast<int>(std::lround(std::min<double>(delay, kLongestDelay) * kStepsPerSecond)),
         &describeDelay,
         [this](int steps) { actions_.setDelay(static_cast<double>(steps) / kStepsPerSecond); }, 0);
     addSlider(
-        QStringLiteral("&Rate"), kSlowest, kFastest,
-        static_cast<int>(std::lround(frameRate.value_or(kUsual))), &describeRate,
-        [this](int rate) { actions_.setFrameRate(rate); }, 1);
-
-    auto* label = new QLabel(QStringLiteral("&Camera"), this);
-    label->setBuddy(sources_);
-    sources_->setEnabled(false);
-    sources_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    sources_->setAccessibleName(QStringLiteral("Camera"));
-    grid->addWidget(label, 2, 0);
-    grid->addWidget(sources_, 2, 1, 1, 2);
-    connect(sources_, &QComboBox::activated, this,
-            [this](int index) { actions_.chooseSource(sources_->itemText(index).toStdString()); });
+        QStringLiteral("R&ate"),
+        QStringLiteral("Pictures a second; the server follows the viewer that came first"),
+        kSlowest, kFastest, static_cast<int>(std::lround(frameRate.value_or(kUsual))),
+        &describeRate, [this](int rate) { actions_.setFrameRate(rate); }, kColumnsOfControl);
 }
 
-QSlider* ControlBar::addSlider(const QString& name, int lowest, int highest, int value,
-                               const std::function<QString(int)>& describe,
-                               const std::function<void(int)>& changed, int row) {
+QComboBox* ControlBar::addChooser(const QString& name, const QString& toolTip, int column,
+                                  const std::function<void(const std::string&)>& chosen) {
+    auto* label = new QLabel(name, this);
+    auto* box = new QComboBox(this);
+    label->setBuddy(box);
+    box->setEnabled(false);
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setObjectName(QString(name).remove(QLatin1Char('&')).toLower());
+    box->setAccessibleName(QString(name).remove(QLatin1Char('&')));
+    box->setToolTip(toolTip);
+    auto* grid = static_cast<QGridLayout*>(layout());
+    grid->addWidget(label, 0, column);
+    grid->addWidget(box, 0, column + 1, 1, 2);
+    connect(box, &QComboBox::activated, this,
+            [box, chosen](int index) { chosen(box->itemText(index).toStdString()); });
+    return box;
+}
+
+QSlider* ControlBar::addSlider(const QString& name, const QString& toolTip, int lowest, int highest,
+                               int value, const std::function<QString(int)>& describe,
+                               const std::function<void(int)>& changed, int column) {
     auto* label = new QLabel(name, this);
     auto* slider = new QSlider(Qt::Horizontal, this);
     auto* text = new QLabel(describe(value), this);
     slider->setRange(lowest, highest);
     slider->setPageStep(std::max(1, (highest - lowest) / 4));
     slider->setValue(value);
+    slider->setObjectName(QString(name).remove(QLatin1Char('&')).toLower());
     slider->setAccessibleName(QString(name).remove(QLatin1Char('&')));
+    slider->setToolTip(toolTip);
     label->setBuddy(slider);
     // As wide as the longest text, so that the slider does not jump under the pointer.
     text->setMinimumWidth(text->fontMetrics().horizontalAdvance(QStringLiteral("00.00 s")));
@@ -78,27 +117,19 @@ QSlider* ControlBar::addSlider(const QString& name, int lowest, int highest, int
         changed(now);
     });
     auto* grid = static_cast<QGridLayout*>(layout());
-    grid->addWidget(label, row, 0);
-    grid->addWidget(slider, row, 1);
-    grid->addWidget(text, row, 2);
+    grid->addWidget(label, 1, column);
+    grid->addWidget(slider, 1, column + 1);
+    grid->addWidget(text, 1, column + 2);
     return slider;
 }
 
+void ControlBar::setDelay(double seconds) {
+    delay_->setValue(static_cast<int>(std::ceil(seconds * kStepsPerSecond)));
+}
+
 void ControlBar::showSources(const DataSourceList& list) {
-    const QSignalBlocker quiet(sources_);
-    sources_->clear();
-    for (const DataSource& source : list.video) {
-        sources_->addItem(QString::fromStdString(source.name));
-        if (source.selected) {
-            sources_->setCurrentIndex(sources_->count() - 1);
-        }
-    }
-    const bool none = std::none_of(list.video.begin(), list.video.end(),
-                                   [](const DataSource& source) { return source.selected; });
-    if (none) {
-        sources_->setCurrentIndex(-1);
-    }
-    sources_->setEnabled(!list.video.empty());
+    fill(*cameras_, list.video);
+    fill(*microphones_, list.audio);
 }
 
 } // namespace ovelo

@@ -1,5 +1,7 @@
 #include "viewer/DataSourceList.h"
 
+#include "viewer/Fields.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -8,18 +10,6 @@ namespace ovelo {
 namespace {
 
 constexpr std::string_view kPrefix = "DATA_SOURCE";
-
-std::vector<std::string_view> split(std::string_view text) {
-    std::vector<std::string_view> fields;
-    for (;;) {
-        const auto bar = text.find('|');
-        fields.push_back(text.substr(0, bar));
-        if (bar == std::string_view::npos) {
-            return fields;
-        }
-        text.remove_prefix(bar + 1);
-    }
-}
 
 bool isKind(std::string_view field) {
     return field == "v" || field == "a";
@@ -50,13 +40,20 @@ std::string joinIdentifier(const std::vector<std::string_view>& fields, std::siz
     return identifier;
 }
 
+/// An empty name, which no source bears, leaves the choice as it is.
+std::string selectedName(const std::vector<DataSource>& sources) {
+    const auto found = std::find_if(sources.begin(), sources.end(),
+                                    [](const DataSource& source) { return source.selected; });
+    return found == sources.end() ? std::string() : found->name;
+}
+
 } // namespace
 
 std::optional<DataSourceList> DataSourceList::parse(std::string_view line) {
     if (line != kPrefix && !line.starts_with("DATA_SOURCE|")) {
         return std::nullopt;
     }
-    const auto fields = split(line);
+    const auto fields = fields::split(line, '|');
     DataSourceList list;
     std::size_t first = 1;
     while (const auto kind = findKind(fields, first)) {
@@ -75,14 +72,11 @@ const DataSource* DataSourceList::findVideo(std::string_view name) const {
 }
 
 std::string DataSourceList::choice(std::string_view videoName) const {
-    const auto selected = std::find_if(audio.begin(), audio.end(),
-                                       [](const DataSource& source) { return source.selected; });
-    std::string text(videoName);
-    text.append("|");
-    if (selected != audio.end()) {
-        text.append(selected->name);
-    }
-    return text;
+    return std::string(videoName) + "|" + selectedName(audio);
+}
+
+std::string DataSourceList::soundChoice(std::string_view audioName) const {
+    return selectedName(video) + "|" + std::string(audioName);
 }
 
 } // namespace ovelo

@@ -32,6 +32,9 @@ struct DataSourceList {
 
     /// The argument of Start that chooses the video source and keeps the sound.
     [[nodiscard]] std::string choice(std::string_view videoName) const;
+
+    /// The argument of Start that chooses the sound and keeps the video source.
+    [[nodiscard]] std::string soundChoice(std::string_view audioName) const;
 };
 
 } // namespace ovelo

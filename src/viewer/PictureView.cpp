@@ -12,6 +12,7 @@ constexpr QColor kBackground(24, 24, 27);
 constexpr QColor kDim(0, 0, 0, 150);
 constexpr QColor kMessageBackground(0, 0, 0, 190);
 constexpr int kMessageMargin = 12; // logical pixels
+constexpr int kBadgeMargin = 6;
 
 } // namespace
 
@@ -41,6 +42,13 @@ void PictureView::showMessage(const QString& message) {
     update();
 }
 
+void PictureView::showBadge(const QString& badge) {
+    if (badge_ != badge) {
+        badge_ = badge;
+        update();
+    }
+}
+
 QRectF PictureView::pictureArea() const {
     const QSizeF size = QSizeF(picture_.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
     return {(width() - size.width()) / 2, (height() - size.height()) / 2, size.width(),
@@ -58,6 +66,23 @@ void PictureView::paintEvent(QPaintEvent* /*event*/) {
         painter.fillRect(rect(), kDim);
         paintMessage(painter);
     }
+    if (!badge_.isEmpty()) {
+        paintBadge(painter);
+    }
+}
+
+void PictureView::paintBadge(QPainter& painter) const {
+    const QRect room = rect().adjusted(kMessageMargin, kMessageMargin, -2 * kMessageMargin, 0);
+    const QString shown = painter.fontMetrics().elidedText(badge_, Qt::ElideMiddle, room.width());
+    const QRect text = painter.boundingRect(room.translated(kBadgeMargin, kBadgeMargin),
+                                            Qt::AlignLeft | Qt::AlignTop, shown);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(kMessageBackground);
+    painter.drawRoundedRect(text.adjusted(-kBadgeMargin, -kBadgeMargin, kBadgeMargin, kBadgeMargin),
+                            kBadgeMargin, kBadgeMargin);
+    painter.setPen(Qt::white);
+    painter.drawText(text, Qt::AlignCenter, shown);
 }
 
 void PictureView::paintMessage(QPainter& painter) const {

@@ -21,6 +21,11 @@ public:
     /// Dims what is shown and says why it is not live.
     void showMessage(const QString& message);
 
+    /// A short text in the picture's upper corner, for what is not plain from the picture; empty:
+    /// none.
+    void showBadge(const QString& badge);
+    [[nodiscard]] const QString& badge() const { return badge_; }
+
     [[nodiscard]] bool isLive() const { return message_.isEmpty() && !picture_.isNull(); }
     [[nodiscard]] const QString& message() const { return message_; }
     [[nodiscard]] QSize sizeHint() const override;
@@ -33,9 +38,11 @@ protected:
 
 private:
     void paintMessage(QPainter& painter) const;
+    void paintBadge(QPainter& painter) const;
 
     QImage picture_;
     QString message_; // empty: live
+    QString badge_;
 };
 
 } // namespace ovelo

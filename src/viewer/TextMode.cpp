@@ -1,5 +1,7 @@
 #include "viewer/TextMode.h"
 
+#include "viewer/ServerVersion.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -16,6 +18,13 @@ constexpr std::chrono::milliseconds kTurn{1000}; // of waiting for news
 std::string headerText(const FrameHeader& header) {
     return fmt::format("{},{},{},{},{:d}", header.kind == BlockKind::Picture ? "Frame" : "Audio",
                        header.frameID, header.length, header.timeStamp, header.reportNeeded);
+}
+
+/// What a server says must not be able to command the terminal.
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
+    return text;
 }
 
 std::string listNames(const DataSourceList& list) {
@@ -44,16 +53,23 @@ TextMode::TextMode(ViewerArguments arguments, std::ostream& out, std::ostream& e
 }
 
 ViewerExit TextMode::run() {
+    if (arguments_.saveSound) {
+        sound_.emplace(*arguments_.saveSound, arguments_.seconds, createDecoder_);
+    }
     if (const auto failure = client_.connect()) {
         finish(ViewerExit::Failed, fmt::format("cannot connect to {}:{}: {}", arguments_.host,
                                                arguments_.port, failure->text));
     }
     deadline_ = Clock::now() + arguments_.timeout;
     while (!exit_) {
+        sendTyped();
         if (auto event = client_.next(turn())) {
             std::visit([this](const auto& what) { handle(what); }, *event);
         } else if (mayTimeOut() && Clock::now() >= deadline_) {
-            finish(ViewerExit::Failed, "no picture came within the time allowed");
+            finish(ViewerExit::Failed, fmt::format("no {} came within the time allowed",
+                                                   arguments_.listRecordings ? "list of recordings"
+                                                   : sound_                  ? "sound"
+                                                                             : "picture"));
         }
     }
     return *exit_;
@@ -97,16 +113,85 @@ void TextMode::begin(bool started) {
             return;
         }
     }
-    client_.getSources();
-    if (!arguments_.source && !started) {
+    askFor(started);
+    if (arguments_.text && input_ >= 0) {
+        typing_.emplace(input_, [this](const std::string& line) {
+            const std::lock_guard lock(typedLock_);
+            typed_.push_back(line);
+            client_.interrupt();
+        });
+    }
+}
+
+void TextMode::askFor(bool started) {
+    if (arguments_.play) {
+        client_.playback(*arguments_.play);
+    }
+    if (arguments_.record) {
+        client_.record(true);
+    }
+    // Its answer also tells that the playback has begun: commands are carried out one by one.
+    client_.getSources(sound_ ? "AAC" : "");
+    if (sound_) {
+        client_.setSound(true);
+    }
+    if (arguments_.listRecordings) {
+        client_.getRecorded();
+    } else if (!arguments_.source && !arguments_.play && !started) {
         client_.start();
+    }
+}
+
+void TextMode::sendTyped() {
+    std::vector<std::string> lines;
+    {
+        const std::lock_guard lock(typedLock_);
+        lines.swap(typed_);
+    }
+    for (const std::string& line : lines) {
+        if (!client_.sendLine(line)) {
+            error_ << fmt::format("ovelo-viewer: cannot send the line \"{}\"", line) << std::endl;
+        }
     }
 }
 
 void TextMode::handle(const TextEvent& event) {
     print(event.line);
     if (const auto list = DataSourceList::parse(event.line)) {
+        playbackBegun_ = true;
         chooseSource(*list);
+    } else if (const auto recordings = RecordedList::parse(event.line)) {
+        listRecordings(*recordings);
+    } else if (isPlaybackDone(event.line) && arguments_.play) {
+        finish(ViewerExit::Done);
+    } else if (sound_) {
+        saveSound(sound_->handleLine(event.line));
+    }
+}
+
+void TextMode::listRecordings(const RecordedList& list) {
+    if (!arguments_.listRecordings) {
+        return;
+    }
+    for (const auto& [name, date] : list.recordings) {
+        const std::string_view d = date;
+        out_ << fmt::format("{}-{}-{} {}:{}:{}  {}\n", d.substr(0, 4), d.substr(4, 2),
+                            d.substr(6, 2), d.substr(8, 2), d.substr(10, 2), d.substr(12),
+                            printable(name));
+    }
+    out_ << std::flush;
+    finish(ViewerExit::Done);
+}
+
+void TextMode::saveSound(const std::optional<Failure>& failure) {
+    if (failure) {
+        finish(ViewerExit::Failed, failure->text);
+    } else if (sound_->complete()) {
+        if (!arguments_.text) {
+            out_ << fmt::format("{}: {:.3f} s\n", arguments_.saveSound->string(), sound_->written())
+                 << std::flush;
+        }
+        finish(ViewerExit::Done);
     }
 }
 
@@ -127,14 +212,19 @@ void TextMode::handle(const ViewerBlock& block) {
     print(headerText(block.header));
     // A server without a password streams at once: before the chosen source is asked for, it shows
     // another.
-    const bool wanted = !arguments_.source || sourceChosen_;
-    if (block.header.kind == BlockKind::Picture && wanted && !block.bytes.empty()) {
+    const bool wanted = arguments_.play ? playbackBegun_ : !arguments_.source || sourceChosen_;
+    if (block.header.kind == BlockKind::Sound && sound_) {
+        deadline_ = Clock::now() + arguments_.timeout;
+        saveSound(sound_->handleBlock(block));
+    } else if (block.header.kind == BlockKind::Picture && wanted && !block.bytes.empty()) {
         countPicture(block);
     }
 }
 
 void TextMode::countPicture(const ViewerBlock& block) {
-    deadline_ = Clock::now() + arguments_.timeout;
+    if (!sound_) { // which is waited for else
+        deadline_ = Clock::now() + arguments_.timeout;
+    }
     ++pictures_;
     if (files_) {
         savePicture(block);
@@ -164,7 +254,7 @@ void TextMode::handle(const LostEvent& event) {
 
 /// Text mode alone goes on as long as the server lives: a camera may be off for a while.
 bool TextMode::mayTimeOut() const {
-    return files_ || arguments_.frames || !client_.isOpen();
+    return files_ || arguments_.frames || sound_ || arguments_.listRecordings || !client_.isOpen();
 }
 
 std::chrono::milliseconds TextMode::turn() const {
@@ -173,14 +263,9 @@ std::chrono::milliseconds TextMode::turn() const {
 }
 
 void TextMode::print(const std::string& line) {
-    if (!arguments_.text) {
-        return;
+    if (arguments_.text) {
+        out_ << printable(line) << '\n' << std::flush;
     }
-    // What a server says must not be able to command the terminal.
-    std::string text = line;
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-    out_ << text << '\n' << std::flush;
 }
 
 void TextMode::finish(ViewerExit exit, const std::string& problem) {
@@ -188,6 +273,9 @@ void TextMode::finish(ViewerExit exit, const std::string& problem) {
         return; // the first reason counts
     }
     exit_ = exit;
+    if (arguments_.record) {
+        client_.record(false);
+    }
     if (!problem.empty()) {
         error_ << "ovelo-viewer: " << problem << std::endl;
     }

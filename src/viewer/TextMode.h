@@ -1,15 +1,21 @@
 #pragma once
 
 #include "viewer/DataSourceList.h"
+#include "viewer/LineInput.h"
 #include "viewer/PictureFiles.h"
+#include "viewer/RecordedList.h"
+#include "viewer/SoundSaver.h"
 #include "viewer/ViewerArguments.h"
 #include "viewer/ViewerClient.h"
 
 #include <chrono>
 #include <functional>
 #include <iosfwd>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace ovelo {
 
@@ -28,6 +34,16 @@ public:
     /// error  what went wrong
     TextMode(ViewerArguments arguments, std::ostream& out, std::ostream& error, Ask ask);
 
+    /// What the user types is sent from the moment on when the session is open; only with --text.
+    ///
+    /// fd  outlives this
+    void readCommandsFrom(int fd) { input_ = fd; }
+
+    /// For saving sound that is compressed.
+    void decodeWith(SoundDecoder::Create createDecoder) {
+        createDecoder_ = std::move(createDecoder);
+    }
+
     ViewerExit run();
 
 private:
@@ -40,7 +56,11 @@ private:
     void handle(const LostEvent& event);
     void providePassword();
     void begin(bool started);
+    void askFor(bool started);
+    void sendTyped();
     void chooseSource(const DataSourceList& list);
+    void listRecordings(const RecordedList& list);
+    void saveSound(const std::optional<Failure>& failure);
     void countPicture(const ViewerBlock& block);
     void savePicture(const ViewerBlock& block);
     void print(const std::string& line);
@@ -56,8 +76,15 @@ private:
     std::optional<PictureFiles> files_;
     unsigned pictures_ = 0;
     bool sourceChosen_ = false;
+    bool playbackBegun_ = false; // the pictures are those of the recording
+    SoundDecoder::Create createDecoder_;
+    std::optional<SoundSaver> sound_;
     Clock::time_point deadline_;
     std::optional<ViewerExit> exit_;
+    std::mutex typedLock_;
+    std::vector<std::string> typed_; // guarded by typedLock_; not sent yet
+    int input_ = -1;
+    std::optional<LineInput> typing_; // last: its thread uses the rest
 };
 
 } // namespace ovelo

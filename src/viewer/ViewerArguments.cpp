@@ -13,6 +13,7 @@ namespace {
 
 constexpr double kLongestDelay = 30;    // seconds; servers keep 600 pictures at most
 constexpr double kLongestTimeout = 1e6; // seconds
+constexpr double kLongestSound = 3600;  // seconds
 constexpr double kSlowest = 5;          // pictures a second
 constexpr double kFastest = 20;
 
@@ -88,6 +89,31 @@ std::optional<std::string> setSave(ViewerArguments& arguments, const std::string
     return std::nullopt;
 }
 
+std::optional<std::string> setSaveSound(ViewerArguments& arguments, const std::string& value) {
+    if (value.empty()) {
+        return "--save-sound needs a file name";
+    }
+    arguments.saveSound = value;
+    return std::nullopt;
+}
+
+std::optional<std::string> setSeconds(ViewerArguments& arguments, const std::string& value) {
+    const auto seconds = parseWithin(value, 0.001, kLongestSound);
+    if (!seconds) {
+        return fmt::format("--seconds needs a number, up to {}", kLongestSound);
+    }
+    arguments.seconds = *seconds;
+    return std::nullopt;
+}
+
+std::optional<std::string> setPlay(ViewerArguments& arguments, const std::string& value) {
+    if (value.empty()) {
+        return "--play needs the name of a recording; see --list-recordings";
+    }
+    arguments.play = value;
+    return std::nullopt;
+}
+
 std::optional<std::string> setSource(ViewerArguments& arguments, const std::string& value) {
     arguments.source = value;
     return std::nullopt;
@@ -99,13 +125,18 @@ std::optional<std::string> addLine(ViewerArguments& arguments, const std::string
 }
 
 const std::map<std::string_view, Setter> kValued = {
-    {"--password", setPassword},    {"--save", setSave},     {"--frames", setFrames},
-    {"--delay", setDelay},          {"--source", setSource}, {"--timeout", setTimeout},
+    {"--password", setPassword},    {"--save", setSave},
+    {"--frames", setFrames},        {"--delay", setDelay},
+    {"--source", setSource},        {"--timeout", setTimeout},
     {"--frame-rate", setFrameRate}, {"--send", addLine},
+    {"--save-sound", setSaveSound}, {"--play", setPlay},
+    {"--seconds", setSeconds},
 };
 
 const std::map<std::string_view, bool ViewerArguments::*> kSwitches = {
     {"--text", &ViewerArguments::text},
+    {"--record", &ViewerArguments::record},
+    {"--list-recordings", &ViewerArguments::listRecordings},
     {"--help", &ViewerArguments::help},
     {"-h", &ViewerArguments::help},
     {"--version", &ViewerArguments::version},
@@ -149,6 +180,9 @@ std::optional<std::string> readAddress(ViewerArguments& arguments, const std::st
 std::optional<std::string> checkTogether(const ViewerArguments& arguments) {
     if (arguments.frames && !arguments.isTextual()) {
         return "--frames goes with --save or --text";
+    }
+    if (arguments.play && arguments.source) {
+        return "--play and --source do not go together: choosing a camera ends a playback";
     }
     return std::nullopt;
 }
@@ -204,10 +238,17 @@ const char* ViewerArguments::usage() {
 Watches an Ovelo server. Without a host, servers are looked for on the local network.
 The port is 1726 unless given.
 
-  --text               no window: print the server's lines and the headers of its pictures
+  --text               no window: print the server's lines and the headers of its pictures and
+                       sound; lines that are typed are sent, for instance "Audio,1"
   --save FILE          no window: write a picture to FILE and end
   --frames N           with --save: write N pictures, numbered before the extension when
                        N is more than 1; with --text alone: end after N pictures
+  --save-sound FILE    no window: write sound to FILE (WAV) and end
+  --seconds N          with --save-sound: of sound (10)
+  --list-recordings    no window: print date and name of each recording and end
+  --play NAME          no window: play a recording, for every viewer, and end with it; with --save
+                       write its pictures
+  --record             no window: have the server record as long as this runs
   --password TEXT      the server's password; other users of this computer may see it in the
                        list of processes, so rather leave it out and type it when asked
   --delay SECONDS      how long the server holds pictures back, 0 (none, the default) to 30

@@ -18,6 +18,11 @@ struct ViewerArguments {
     bool text = false;
     std::optional<std::filesystem::path> save;
     std::optional<unsigned> frames;
+    std::optional<std::filesystem::path> saveSound;
+    double seconds = 10; // of sound that is saved
+    bool listRecordings = false;
+    bool record = false;             // while we are connected
+    std::optional<std::string> play; // the name of a recording
     std::optional<std::string> password;
     double delay = 0;                // seconds
     std::optional<double> frameRate; // pictures a second
@@ -28,7 +33,9 @@ struct ViewerArguments {
     std::uint16_t port = kViewerPort;
 
     /// Works without a window.
-    [[nodiscard]] bool isTextual() const { return text || save.has_value(); }
+    [[nodiscard]] bool isTextual() const {
+        return text || save || saveSound || listRecordings || record || play;
+    }
 
     [[nodiscard]] ViewerOptions connection() const;
 

@@ -1,6 +1,7 @@
 #include "viewer/ViewerClient.h"
 
 #include "viewer/Polling.h"
+#include "viewer/ServerVersion.h"
 
 #include <fmt/format.h>
 #include <sys/eventfd.h>
@@ -59,6 +60,7 @@ void ViewerClient::close() {
     connection_.close();
     phase_ = Phase::Closed;
     streaming_ = false;
+    playingBack_ = false;
     reviving_ = false;
     outgoing_.clear();
     writeFailure_.clear();
@@ -105,7 +107,7 @@ ViewerEvent ViewerClient::handle(ViewerStream::Item item) {
         return lose("this is not a viewer server: it sends a block instead of a greeting");
     }
     const MutexLock lock(lock_);
-    lastPicture_ = Clock::now();
+    lastBlock_ = Clock::now();
     return std::get<ViewerBlock>(std::move(item));
 }
 
@@ -115,6 +117,11 @@ ViewerEvent ViewerClient::handleLine(std::string line) {
     }
     if (line == "AUTH_OK" || line == "AUTH_FALLED") { // sic
         return handleAuthentication(std::move(line));
+    }
+    if (isPlaybackDone(line)) {
+        const MutexLock lock(lock_);
+        playingBack_ = false; // the server goes on with live pictures by itself
+        lastBlock_ = Clock::now();
     }
     return TextEvent{std::move(line)};
 }
@@ -144,6 +151,7 @@ ViewerEvent ViewerClient::handleAuthentication(std::string line) {
     const bool revived = std::exchange(reviving_, false);
     if (accepted && revived) {
         sendLocked("Start,");
+        noteLocked("Start,");
         return TextEvent{std::move(line)};
     }
     if (accepted) {
@@ -224,16 +232,17 @@ ViewerClient::Clock::time_point ViewerClient::revivalTimeLocked() const {
         return Clock::time_point::max();
     }
     const std::chrono::duration<double> delay(std::max(delay_, 0.0));
-    return lastPicture_ + options_.revival + std::chrono::ceil<Clock::duration>(delay);
+    const auto patience = playingBack_ ? options_.playbackRevival : options_.revival;
+    return lastBlock_ + patience + std::chrono::ceil<Clock::duration>(delay);
 }
 
 /// A server gives a viewer up that took nothing for some seconds, though it keeps the connection:
 /// it wants the password again, an empty one where none is set. Where the camera is off this does
-/// no harm.
+/// no harm; but it would end a playback, so that may be silent for longer.
 void ViewerClient::revive() {
     const MutexLock lock(lock_);
     if (Clock::now() >= revivalTimeLocked()) {
-        lastPicture_ = Clock::now();
+        lastBlock_ = Clock::now();
         reviving_ = sendLocked("Password," + password_);
     }
 }
@@ -249,6 +258,11 @@ void ViewerClient::drainWake() {
 
 bool ViewerClient::isOpen() const {
     return phase() == Phase::Open;
+}
+
+bool ViewerClient::isPlayingBack() const {
+    const MutexLock lock(lock_);
+    return playingBack_;
 }
 
 std::string ViewerClient::writeFailure() const {

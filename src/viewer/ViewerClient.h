@@ -26,7 +26,8 @@ struct ViewerOptions {
     std::chrono::milliseconds connectTimeout{
         5000};                                 // for the connection, and again for the greeting
     std::chrono::milliseconds keepAlive{3000}; // of silence, then a Hello is sent
-    std::chrono::milliseconds revival{15000};  // without a picture, then it is asked for anew
+    std::chrono::milliseconds revival{15000};  // without a block, then pictures are asked for anew
+    std::chrono::milliseconds playbackRevival{60000}; // the same while a recording is played
 };
 
 /// One viewer of one server, over TCP.
@@ -68,6 +69,14 @@ public:
     /// Pictures a second, 5 to 20. Kept for later connections.
     void setFrameRate(double picturesPerSecond);
 
+    /// Whether the server sends sound; it first tells the format, then sends blocks. Kept for later
+    /// connections.
+    void setSound(bool on);
+
+    /// True from playback() until the recording has been played, start(), or the end of the
+    /// connection. Another viewer may have ended it meanwhile, of which the server says nothing.
+    [[nodiscard]] bool isPlayingBack() const;
+
     // Commands. They return false when there is no connection, or when the text cannot be sent as a
     // line.
     bool
@@ -76,13 +85,17 @@ public:
     bool getSources(std::string_view codec = {});
     bool start(std::string_view source = {}); ///< "video name|audio name"; empty: as selected
     bool stop();
+    bool getRecorded();
+    bool record(bool on);                 ///< for every viewer; the server does not report it
+    bool playback(std::string_view name); ///< for every viewer; a name of the recorded list
     bool setNightVision(bool on);
     bool configureWebcam(std::string_view operation); ///< RC, RCC, FV, FH, SD or ST
     bool configureMotion(std::string_view sense, bool email, bool record,
                          std::optional<bool> push = {});
     bool registerDevice(std::string_view token); ///< for push notifications
 
-    /// Sends any line; `line` is without a line feed.
+    /// Sends any line; `line` is without a line feed. A command has the same effect as its function
+    /// here, but that delay, rate and sound are not kept.
     ///
     /// return  also false when it holds a line feed or a zero byte or is longer than servers accept
     bool sendLine(std::string_view line);
@@ -108,7 +121,9 @@ private:
     void openSessionLocked() OVELO_REQUIRES(lock_);
     void sendDelayLocked() OVELO_REQUIRES(lock_);
     void sendFrameRateLocked() OVELO_REQUIRES(lock_);
+    void sendSoundLocked() OVELO_REQUIRES(lock_);
     bool sendLocked(std::string_view line) OVELO_REQUIRES(lock_);
+    void noteLocked(std::string_view line) OVELO_REQUIRES(lock_);
     void flushLocked() OVELO_REQUIRES(lock_);
 
     // Of the thread that calls next().
@@ -127,11 +142,13 @@ private:
     std::string outgoing_ OVELO_GUARDED_BY(lock_); // what the system did not take yet
     std::string writeFailure_ OVELO_GUARDED_BY(lock_);
     Clock::time_point lastSent_ OVELO_GUARDED_BY(lock_);
-    Clock::time_point lastPicture_ OVELO_GUARDED_BY(lock_); // or when one was asked for
-    bool streaming_ OVELO_GUARDED_BY(lock_) = false;        // pictures are expected
-    bool reviving_ OVELO_GUARDED_BY(lock_) = false;         // the password was sent again
+    Clock::time_point lastBlock_ OVELO_GUARDED_BY(lock_); // or when pictures were asked for
+    bool streaming_ OVELO_GUARDED_BY(lock_) = false;      // pictures are expected
+    bool playingBack_ OVELO_GUARDED_BY(lock_) = false;    // they are those of a recording
+    bool reviving_ OVELO_GUARDED_BY(lock_) = false;       // the password was sent again
     double delay_ OVELO_GUARDED_BY(lock_) = 0;
     std::optional<double> frameRate_ OVELO_GUARDED_BY(lock_);
+    bool sound_ OVELO_GUARDED_BY(lock_) = false;
 };
 
 } // namespace ovelo

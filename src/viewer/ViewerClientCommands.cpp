@@ -40,11 +40,22 @@ void ViewerClient::setFrameRate(double picturesPerSecond) {
     }
 }
 
+void ViewerClient::setSound(bool on) {
+    const MutexLock lock(lock_);
+    sound_ = on;
+    if (phase_ == Phase::Open) {
+        sendSoundLocked();
+    }
+}
+
 void ViewerClient::openSessionLocked() {
     phase_ = Phase::Open;
-    lastPicture_ = Clock::now();
+    lastBlock_ = Clock::now();
     sendDelayLocked();
     sendFrameRateLocked();
+    if (sound_) { // a session begins without
+        sendSoundLocked();
+    }
 }
 
 // Numbers are formatted by fmt, which knows no locale: the server expects a decimal point.
@@ -57,6 +68,10 @@ void ViewerClient::sendFrameRateLocked() {
         const double value = std::clamp((*frameRate_ - kSlowest) / kRateSpan, 0.0, 1.0);
         sendLocked(fmt::format("FrameRate,{:.6g}", value));
     }
+}
+
+void ViewerClient::sendSoundLocked() {
+    sendLocked(sound_ ? "Audio,1" : "Audio,0");
 }
 
 bool ViewerClient::sendPassword(const std::string& password) {
@@ -74,16 +89,23 @@ bool ViewerClient::getSources(std::string_view codec) {
 }
 
 bool ViewerClient::start(std::string_view source) {
-    const MutexLock lock(lock_);
-    streaming_ = sendLocked(fmt::format("Start,{}", source));
-    lastPicture_ = Clock::now();
-    return streaming_;
+    return sendLine(fmt::format("Start,{}", source));
 }
 
 bool ViewerClient::stop() {
-    const MutexLock lock(lock_);
-    streaming_ = false;
-    return sendLocked("Stop,");
+    return sendLine("Stop,");
+}
+
+bool ViewerClient::getRecorded() {
+    return sendLine("GetRecorded,");
+}
+
+bool ViewerClient::record(bool on) {
+    return sendLine(on ? "Record,Y" : "Record,N");
+}
+
+bool ViewerClient::playback(std::string_view name) {
+    return sendLine(fmt::format("Playback,{}", name));
 }
 
 bool ViewerClient::setNightVision(bool on) {
@@ -109,7 +131,24 @@ bool ViewerClient::registerDevice(std::string_view token) {
 
 bool ViewerClient::sendLine(std::string_view line) {
     const MutexLock lock(lock_);
-    return sendLocked(line);
+    if (!sendLocked(line)) {
+        return false;
+    }
+    noteLocked(line);
+    return true;
+}
+
+/// Keeps in mind whether pictures are to be expected, and which.
+void ViewerClient::noteLocked(std::string_view line) {
+    const bool starts = line.starts_with("Start,");
+    const bool plays = line.starts_with("Playback,");
+    if (starts || plays) {
+        streaming_ = true;
+        playingBack_ = plays;
+        lastBlock_ = Clock::now();
+    } else if (line.starts_with("Stop,")) {
+        streaming_ = false;
+    }
 }
 
 bool ViewerClient::sendLocked(std::string_view line) {

@@ -3,15 +3,16 @@
 #include "viewer/ControlBar.h"
 #include "viewer/PasswordDialog.h"
 #include "viewer/PictureView.h"
+#include "viewer/RecordingsPanel.h"
 #include "viewer/ServerChooser.h"
 
-#include <QAction>
+#include <QDockWidget>
 #include <QLabel>
 #include <QMenuBar>
 #include <QStatusBar>
+#include <QToolBar>
 #include <QVBoxLayout>
 
-#include <array>
 #include <utility>
 
 namespace ovelo {
@@ -20,44 +21,38 @@ namespace {
 
 constexpr int kTick = 250; // milliseconds
 
-struct CameraAction {
-    const char* text;
-    const char* operation; // of WebcamConfig
-};
-
-/// These change the server's settings, for every viewer.
-constexpr std::array kCameraActions = {
-    CameraAction{"Rotate &left", "RCC"}, // counter-clockwise
-    CameraAction{"Rotate &right", "RC"},
-    CameraAction{"&Mirror", "FV"}, // what is called vertical mirrors left to right
-    CameraAction{"Turn &upside down", "FH"},
-    CameraAction{"Camera &name on/off", "SD"},
-    CameraAction{"&Time on/off", "ST"},
-};
-
 } // namespace
 
 ViewerWindow::ViewerWindow(ViewerArguments arguments, ServerFinder finder)
+    : ViewerWindow(std::move(arguments), std::move(finder),
+                   {&SoundDecoder::createAac, &SoundPlayer::create}) {
+}
+
+ViewerWindow::ViewerWindow(ViewerArguments arguments, ServerFinder finder,
+                           ViewerSound::Parts soundParts)
     : arguments_(std::move(arguments))
     , finder_(std::move(finder))
-    , passwordKnown_(arguments_.password.has_value()) {
+    , passwordKnown_(arguments_.password.has_value())
+    , sound_(std::move(soundParts), [this](const std::string& problem) {
+        // Dies with the window, of which the sound is a part.
+        QMetaObject::invokeMethod(
+            this, [this, problem] { soundProblem(QString::fromStdString(problem)); },
+            Qt::QueuedConnection);
+    }) {
     setWindowTitle(QStringLiteral("Ovelo Viewer"));
     buildContents();
+    buildRecordings();
+    buildStatusBar();
+    buildActions();
     buildMenus();
-    chooser_ = new ServerChooser(
-        {[this](const std::string& host, std::uint16_t port) { connectTo(host, port); },
-         [this] { search(); }},
-        this);
-    passwordDialog_ = new PasswordDialog(
-        [this](const std::string& password) {
-            if (link_) {
-                link_->client().sendPassword(password);
-            }
-        },
-        this);
-    connect(passwordDialog_, &QDialog::rejected, this, [this] { passwordRefusedByUser(); });
+    buildToolBar();
+    buildDialogs();
+    sound_.setDelay(arguments_.delay);
+    playbackEnd_.setSingleShot(true);
+    connect(&playbackEnd_, &QTimer::timeout, this, [this] { showPlaying({}); });
     connect(&ticker_, &QTimer::timeout, this, [this] { tick(); });
     ticker_.start(kTick);
+    refreshActions();
 }
 
 ViewerWindow::~ViewerWindow() {
@@ -74,6 +69,7 @@ void ViewerWindow::buildContents() {
                                {
                                    [this](double seconds) {
                                        arguments_.delay = seconds;
+                                       sound_.setDelay(seconds);
                                        if (link_) {
                                            link_->client().setDelay(seconds);
                                        }
@@ -84,7 +80,8 @@ void ViewerWindow::buildContents() {
                                            link_->client().setFrameRate(rate);
                                        }
                                    },
-                                   [this](const std::string& name) { chooseSource(name); },
+                                   [this](const std::string& name) { chooseCamera(name); },
+                                   [this](const std::string& name) { chooseMicrophone(name); },
                                },
                                this);
     auto* contents = new QWidget(this);
@@ -94,67 +91,65 @@ void ViewerWindow::buildContents() {
     column->addWidget(view_, 1);
     column->addWidget(controls_);
     setCentralWidget(contents);
+}
+
+void ViewerWindow::buildDialogs() {
+    chooser_ = new ServerChooser(
+        {[this](const std::string& host, std::uint16_t port) { connectTo(host, port); },
+         [this] { search(); }},
+        this);
+    passwordDialog_ = new PasswordDialog(
+        [this](const std::string& password) {
+            if (link_) {
+                link_->client().sendPassword(password);
+            }
+        },
+        this);
+    connect(passwordDialog_, &QDialog::rejected, this, [this] { passwordRefusedByUser(); });
+    motionDialog_ =
+        new MotionDialog([this](const MotionSettings& settings) { setMotion(settings); }, this);
+}
+
+void ViewerWindow::buildStatusBar() {
     serverLabel_ = new QLabel(this);
+    soundLabel_ = new QLabel(this);
     rateLabel_ = new QLabel(this);
     sizeLabel_ = new QLabel(this);
     statusBar()->addWidget(serverLabel_, 1);
+    statusBar()->addPermanentWidget(soundLabel_);
     statusBar()->addPermanentWidget(rateLabel_);
     statusBar()->addPermanentWidget(sizeLabel_);
     sinceRate_.start();
 }
 
-void ViewerWindow::buildMenus() {
-    auto* server = menuBar()->addMenu(QStringLiteral("&Server"));
-    addAction(server, QStringLiteral("&Choose…"), {QKeySequence::Open}, [this] { chooseServer(); });
-    addAction(server, QStringLiteral("&Reconnect"), {QKeySequence::Refresh}, [this] {
-        if (!arguments_.host.empty()) {
-            connectTo(arguments_.host, arguments_.port);
+void ViewerWindow::buildRecordings() {
+    recordings_ = new RecordingsPanel({
+                                          [this](const std::string& name) { play(name); },
+                                          [this] { backToLive(); },
+                                          [this] { askForRecordings(); },
+                                      },
+                                      this);
+    dock_ = new QDockWidget(QStringLiteral("Recordings"), this);
+    dock_->setObjectName(QStringLiteral("recordings"));
+    dock_->setWidget(recordings_);
+    addDockWidget(Qt::RightDockWidgetArea, dock_);
+    dock_->hide();
+    // The only road to the button: it is also closed by its own cross.
+    connect(dock_, &QDockWidget::visibilityChanged, this, [this] {
+        if (actions_.recordings) {
+            actions_.recordings->setChecked(!dock_->isHidden());
         }
     });
-    server->addSeparator();
-    addAction(server, QStringLiteral("&Quit"), {QKeySequence(Qt::CTRL | Qt::Key_Q)},
-              [this] { close(); });
-    addCameraActions(menuBar()->addMenu(QStringLiteral("&Picture")));
-    auto* view = menuBar()->addMenu(QStringLiteral("&View"));
-    addAction(view, QStringLiteral("&Full screen"),
-              {QKeySequence(Qt::Key_F), QKeySequence(Qt::Key_F11)},
-              [this] { setFullScreen(!isFullScreen()); });
-    addAction(view, QStringLiteral("&Leave full screen"), {QKeySequence(Qt::Key_Escape)},
-              [this] { setFullScreen(false); });
-}
-
-void ViewerWindow::addCameraActions(QMenu* menu) {
-    for (const CameraAction& action : kCameraActions) {
-        addAction(menu, QLatin1String(action.text), {}, [this, operation = action.operation] {
-            if (link_) {
-                link_->client().configureWebcam(operation);
-            }
-        });
-    }
-    menu->addSeparator();
-    for (const bool on : {true, false}) {
-        const auto text =
-            on ? QStringLiteral("Night &vision on") : QStringLiteral("Night vision &off");
-        addAction(menu, text, {}, [this, on] {
-            if (link_) {
-                link_->client().setNightVision(on);
-            }
-        });
-    }
-}
-
-void ViewerWindow::addAction(QMenu* menu, const QString& text, const QList<QKeySequence>& keys,
-                             const std::function<void()>& action) {
-    auto* item = menu->addAction(text);
-    item->setShortcuts(keys);
-    QWidget::addAction(item); // so that its keys work while the menu bar is hidden
-    connect(item, &QAction::triggered, this, action);
 }
 
 void ViewerWindow::setFullScreen(bool full) {
     menuBar()->setVisible(!full);
+    toolBar_->setVisible(!full);
     controls_->setVisible(!full);
     statusBar()->setVisible(!full);
+    const bool wanted = actions_.recordings->isChecked();
+    dock_->setVisible(!full && wanted);
+    actions_.recordings->setChecked(wanted); // hiding has changed it
     setWindowState(full ? windowState() | Qt::WindowFullScreen
                         : windowState() & ~Qt::WindowFullScreen);
 }

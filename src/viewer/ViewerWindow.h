@@ -1,8 +1,10 @@
 #pragma once
 
 #include "viewer/DataSourceList.h"
+#include "viewer/MotionDialog.h"
 #include "viewer/ServerFinder.h"
 #include "viewer/ViewerArguments.h"
+#include "viewer/ViewerSound.h"
 #include "viewer/WindowLink.h"
 
 #include <QElapsedTimer>
@@ -12,21 +14,28 @@
 #include <memory>
 #include <thread>
 
+class QAction;
+class QDockWidget;
 class QLabel;
+class QSlider;
+class QToolBar;
 
 namespace ovelo {
 
 class ControlBar;
 class PasswordDialog;
 class PictureView;
+class RecordingsPanel;
 class ServerChooser;
 
-/// The viewer's window: the picture of one server, and what can be set about it.
+/// The viewer's window: the picture and the sound of one server, its recordings, and what can be set
+/// about it.
 ///
 /// thread  main
 class ViewerWindow final : public QMainWindow {
 public:
     explicit ViewerWindow(ViewerArguments arguments, ServerFinder finder = ServerFinder());
+    ViewerWindow(ViewerArguments arguments, ServerFinder finder, ViewerSound::Parts soundParts);
     ~ViewerWindow() override;
 
     /// Connects to the server of the arguments, or looks for one.
@@ -35,18 +44,64 @@ public:
     [[nodiscard]] const PictureView& picture() const { return *view_; }
     [[nodiscard]] PasswordDialog& passwordDialog() { return *passwordDialog_; }
     [[nodiscard]] ServerChooser& chooser() { return *chooser_; }
+    [[nodiscard]] MotionDialog& motionDialog() { return *motionDialog_; }
 
 protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
-    // Building. ViewerWindow.cpp
+    /// What can be done by menu, button and key alike.
+    struct Actions {
+        QAction* listen = nullptr;
+        QAction* mute = nullptr;
+        QAction* inStep = nullptr;
+        QAction* record = nullptr;
+        QAction* recordings = nullptr;
+        QAction* live = nullptr;
+        QAction* nightVision = nullptr;
+        QAction* turnLeft = nullptr;
+        QAction* turnRight = nullptr;
+    };
+
+    // Building. ViewerWindow.cpp and ViewerWindowControls.cpp
     void buildContents();
+    void buildDialogs();
+    void buildStatusBar();
+    void buildRecordings();
+    void buildActions();
     void buildMenus();
-    void addAction(QMenu* menu, const QString& text, const QList<QKeySequence>& keys,
-                   const std::function<void()>& action);
-    void addCameraActions(QMenu* menu);
+    void buildServerMenu();
+    void buildPictureMenu();
+    void buildSoundMenu();
+    void buildViewMenu();
+    void buildToolBar();
+    QAction* makeAction(const QString& text, const QString& toolTip,
+                        const QList<QKeySequence>& keys, const std::function<void()>& action);
+    QAction* makeSwitch(const QString& text, const QString& toolTip,
+                        const QList<QKeySequence>& keys, const std::function<void(bool)>& action);
     void setFullScreen(bool full);
+
+    // What the user wants of the server. ViewerWindowCommands.cpp
+    void listen(bool on);
+    void mute(bool on);
+    void setVolume(int percent);
+    void bringInStep();
+    void record(bool on);
+    void play(const std::string& name);
+    void backToLive();
+    void showRecordings(bool shown);
+    void makeRoom(bool shown);
+    void askForRecordings();
+    void askForMotion();
+    void setMotion(const MotionSettings& settings);
+    void chooseCamera(const std::string& name);
+    void chooseMicrophone(const std::string& name);
+    void startSource(const std::string& choice);
+    void applySound();
+    void refreshActions();
+    void showPlaying(const std::string& name);
+    void playbackDone();
+    void updateSoundLabel();
 
     // Finding a server. ViewerWindowServers.cpp
     void search();
@@ -64,7 +119,9 @@ private:
     void askPassword(bool wrong);
     void passwordRefusedByUser();
     void sessionOpen(bool started);
-    void chooseSource(const std::string& name);
+    void handleSources(const DataSourceList& list);
+    void sessionClosed();
+    void soundProblem(const QString& problem);
     void tick();
     void updateRate();
     void showServer(const QString& text);
@@ -74,7 +131,14 @@ private:
     ServerFinder finder_;
     PictureView* view_ = nullptr;
     ControlBar* controls_ = nullptr;
+    QToolBar* toolBar_ = nullptr;
+    QDockWidget* dock_ = nullptr;
+    RecordingsPanel* recordings_ = nullptr;
+    MotionDialog* motionDialog_ = nullptr;
+    QSlider* volume_ = nullptr;
+    Actions actions_;
     QLabel* serverLabel_ = nullptr;
+    QLabel* soundLabel_ = nullptr;
     QLabel* rateLabel_ = nullptr;
     QLabel* sizeLabel_ = nullptr;
     ServerChooser* chooser_ = nullptr;
@@ -91,6 +155,12 @@ private:
     QElapsedTimer sinceRate_;
     int picturesSinceRate_ = 0;
 
+    std::string playing_;   // the recording; empty: live pictures
+    QTimer playbackEnd_;    // until its last picture is shown
+    MotionSettings motion_; // as far as the server told them, or as they were chosen here
+    QString soundProblem_;  // empty: none
+
+    ViewerSound sound_; // before the link, which uses it
     std::unique_ptr<WindowLink> link_;
     std::jthread searcher_; // last: its thread posts to the window
 };

@@ -1,8 +1,12 @@
 #include "viewer/ControlBar.h"
 #include "viewer/PasswordDialog.h"
 #include "viewer/PictureView.h"
+#include "viewer/RecordingsPanel.h"
+#include "viewer/ServerVersion.h"
 #include "viewer/ViewerWindow.h"
 
+#include <QAction>
+#include <QDockWidget>
 #include <QImage>
 #include <QLabel>
 #include <QStatusBar>
@@ -37,7 +41,7 @@ void ViewerWindow::showServer(const QString& text) {
 void ViewerWindow::linkChanged(const LinkState& state) {
     state_ = state;
     sinceState_.start();
-    open_ = false;
+    sessionClosed();
     sincePicture_.invalidate();
     if (state.kind == LinkState::Kind::Waiting) {
         passwordDialog_->hide();
@@ -70,35 +74,56 @@ void ViewerWindow::askPassword(bool wrong) {
 
 void ViewerWindow::passwordRefusedByUser() {
     link_.reset();
-    open_ = false;
+    sessionClosed();
     showServer(QStringLiteral("Not connected"));
     view_->showMessage(
         QStringLiteral("Not connected: %1 asks for a password. Press F5 to try again.")
             .arg(serverText()));
 }
 
+/// What this viewer asked of the server has ended with the connection.
+void ViewerWindow::sessionClosed() {
+    open_ = false;
+    actions_.record->setChecked(false);
+    showPlaying({});
+}
+
 /// started  pictures come without asking; asking would end what another viewer plays back
 void ViewerWindow::sessionOpen(bool started) {
     open_ = true;
     sinceState_.start();
-    link_->client().getSources();
+    link_->client().getSources(actions_.listen->isChecked() ? "AAC" : "");
     if (!started) {
         link_->client().start();
     }
+    if (!dock_->isHidden()) {
+        askForRecordings();
+    }
+    refreshActions();
     tick();
 }
 
 void ViewerWindow::handle(const TextEvent& event) {
-    const auto list = DataSourceList::parse(event.line);
-    if (!list) {
-        return; // the version line, and what later servers may say
-    }
-    sources_ = *list;
+    if (const auto sources = DataSourceList::parse(event.line)) {
+        handleSources(*sources);
+    } else if (const auto recordings = RecordedList::parse(event.line)) {
+        recordings_->showRecordings(*recordings);
+    } else if (isPlaybackDone(event.line)) {
+        playbackDone();
+    } else if (const auto version = ServerVersion::parse(event.line)) {
+        motion_.email = version->motionEmail;
+        motion_.record = version->motionRecord;
+        motion_.push = version->motionPush;
+    } // else the sound's format, which the sound itself hears, and what later servers may say
+}
+
+void ViewerWindow::handleSources(const DataSourceList& list) {
+    sources_ = list;
     controls_->showSources(sources_);
     if (arguments_.source && !sourceChosen_) {
         sourceChosen_ = true;
         if (sources_.findVideo(*arguments_.source) != nullptr) {
-            chooseSource(*arguments_.source);
+            chooseCamera(*arguments_.source);
         } else {
             statusBar()->showMessage(QStringLiteral("There is no camera named \"%1\".")
                                          .arg(QString::fromStdString(*arguments_.source)),
@@ -107,11 +132,12 @@ void ViewerWindow::handle(const TextEvent& event) {
     }
 }
 
-void ViewerWindow::chooseSource(const std::string& name) {
-    if (link_) {
-        link_->client().start(sources_.choice(name));
-        link_->client().getSources(); // tells whether it was chosen
+void ViewerWindow::soundProblem(const QString& problem) {
+    soundProblem_ = problem;
+    if (!problem.isEmpty() && actions_.listen->isChecked()) {
+        statusBar()->showMessage(QStringLiteral("No sound: %1").arg(problem), kMessageTime);
     }
+    updateSoundLabel();
 }
 
 void ViewerWindow::handle(const ViewerBlock& block) {
@@ -136,6 +162,7 @@ void ViewerWindow::tick() {
     }
     if (sinceRate_.elapsed() >= kRateInterval) {
         updateRate();
+        updateSoundLabel();
     }
     if (open_) {
         showServer(QStringLiteral("Connected to %1").arg(serverText()));

@@ -61,21 +61,23 @@ void ViewerWindow::connectTo(const std::string& host, std::uint16_t port) {
     arguments_.host = host;
     arguments_.port = port;
     setWindowTitle(QStringLiteral("%1 – Ovelo Viewer").arg(serverText()));
-    open_ = false;
     link_.reset(); // the old connection ends before the new one begins
+    sessionClosed();
     passwordDialog_->hide();
     link_ = std::make_unique<WindowLink>(
-        arguments_.connection(), WindowLink::Handlers{
-                                     [this](const LinkState& state) { linkChanged(state); },
-                                     [this](const ViewerEvent& event) {
-                                         std::visit([this](const auto& what) { handle(what); },
-                                                    event);
-                                     },
-                                 });
+        arguments_.connection(),
+        WindowLink::Handlers{
+            [this](const LinkState& state) { linkChanged(state); },
+            [this](const ViewerEvent& event) {
+                std::visit([this](const auto& what) { handle(what); }, event);
+            },
+        },
+        sound_);
     link_->client().setDelay(arguments_.delay);
     if (arguments_.frameRate) {
         link_->client().setFrameRate(*arguments_.frameRate);
     }
+    applySound();
     link_->start();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "viewer/ViewerLink.h"
+#include "viewer/ViewerSound.h"
 
 #include <QObject>
 
@@ -11,7 +12,8 @@
 namespace ovelo {
 
 /// A link whose news arrive on the window's thread. Of pictures that come faster than the window
-/// draws, only the newest is kept; sound is left out.
+/// draws, only the newest is kept. Sound goes to `sound`, on the link's own thread: it would stutter
+/// if it waited for the window.
 ///
 /// thread  the window's
 /// lifetime  nothing is called any more when it is destroyed
@@ -22,7 +24,8 @@ public:
         std::function<void(const ViewerEvent&)> received;
     };
 
-    WindowLink(ViewerOptions options, Handlers handlers);
+    /// lifetime  `sound` outlives the link
+    WindowLink(ViewerOptions options, Handlers handlers, ViewerSound& sound);
     ~WindowLink() override;
     WindowLink(const WindowLink&) = delete;
     WindowLink& operator=(const WindowLink&) = delete;
@@ -37,6 +40,7 @@ private:
     void deliverPicture();
 
     Handlers handlers_;
+    ViewerSound& sound_;
     QObject window_; // of the window's thread; what was posted to it dies with it
     std::mutex lock_;
     std::optional<ViewerBlock> newest_; // guarded by lock_; set: its delivery is posted

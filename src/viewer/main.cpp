@@ -1,3 +1,4 @@
+#include "platform/SoundDecoder.h"
 #include "viewer/PasswordPrompt.h"
 #include "viewer/ServerFinder.h"
 #include "viewer/TextMode.h"
@@ -6,6 +7,8 @@
 
 #include <QApplication>
 #include <QIcon>
+
+#include <unistd.h>
 
 #include <clocale>
 #include <cstdio>
@@ -73,7 +76,10 @@ int runText(ViewerArguments arguments) {
         }
     }
     const auto ask = [&] { return ovelo::askPassword("Password of " + arguments.host + ": "); };
-    return static_cast<int>(ovelo::TextMode(arguments, std::cout, std::cerr, ask).run());
+    ovelo::TextMode mode(arguments, std::cout, std::cerr, ask);
+    mode.readCommandsFrom(STDIN_FILENO);
+    mode.decodeWith(&ovelo::SoundDecoder::createAac);
+    return static_cast<int>(mode.run());
 }
 
 int runWindow(const ViewerArguments& arguments, int argc, char** argv) {

@@ -65,5 +65,14 @@ TEST(DataSourceListTest, ChoosesACameraAndKeepsTheSelectedSound) {
     EXPECT_EQ(silent->choice("one"), "one|");
 }
 
+TEST(DataSourceListTest, ChoosesAMicrophoneAndKeepsTheSelectedCamera) {
+    const auto list = DataSourceList::parse("DATA_SOURCE|one|id|v|1|A|id|a|0|B|id|a|1");
+    const auto blind = DataSourceList::parse("DATA_SOURCE|Mic|id|a|0");
+
+    ASSERT_TRUE(list && blind);
+    EXPECT_EQ(list->soundChoice("A"), "one|A");
+    EXPECT_EQ(blind->soundChoice("Mic"), "|Mic");
+}
+
 } // namespace
 } // namespace ovelo

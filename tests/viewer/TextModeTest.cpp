@@ -1,9 +1,13 @@
 #include "viewer/TextMode.h"
 
+#include "fakes/FakeSound.h"
+#include "platform/FileDescriptor.h"
 #include "viewer/ScriptedServer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -22,6 +26,10 @@ protected:
             (std::filesystem::temp_directory_path() / "ovelo-viewer-XXXXXX").string();
         ASSERT_NE(::mkdtemp(name.data()), nullptr);
         folder_ = name;
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+        typing_.reset(ends[0]);
+        keys_.reset(ends[1]);
     }
     void TearDown() override {
         finish();
@@ -33,7 +41,10 @@ protected:
         const auto arguments = ViewerArguments::parse(words);
         ASSERT_TRUE(arguments) << arguments.error();
         viewer_ = std::thread([this, parsed = arguments.value(), ask = std::move(ask)] {
-            exit_ = TextMode(parsed, out_, error_, ask).run();
+            TextMode mode(parsed, out_, error_, ask);
+            mode.readCommandsFrom(typing_.get());
+            mode.decodeWith(&FakeDecoder::create);
+            exit_ = mode.run();
         });
         ASSERT_TRUE(server_.accept());
     }
@@ -51,7 +62,15 @@ protected:
     }
     std::string path(const char* name) const { return (folder_ / name).string(); }
 
+    /// What is typed arrives at the viewer.
+    void type(const std::string& text) {
+        ASSERT_EQ(::write(keys_.get(), text.data(), text.size()),
+                  static_cast<ssize_t>(text.size()));
+    }
+
     ScriptedServer server_;
+    FileDescriptor typing_;
+    FileDescriptor keys_;
     std::filesystem::path folder_;
     std::ostringstream out_;
     std::ostringstream error_;
@@ -187,6 +206,99 @@ TEST_F(TextModeTest, SendsTheGivenLines) {
     }
     server_.say("Frame,0,1,1,0\nx");
     EXPECT_EQ(finish(), ViewerExit::Done);
+}
+
+TEST_F(TextModeTest, SendsWhatIsTyped) {
+    begin({"--text", "--frames", "1"});
+    type("GetRecorded,\nNight");
+    server_.say("CONNECTED\n");
+    for (const char* expected : {"Sync,-0.001", "GetSources,", "GetRecorded,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    type("Vision,1\n");
+    EXPECT_EQ(server_.hear(), "NightVision,1");
+    keys_.reset(); // the end of the input is not the end of the viewer
+    server_.say("Frame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+}
+
+TEST_F(TextModeTest, SaysWhenWhatIsTypedCannotBeSent) {
+    begin({"--text", "--frames", "1"});
+    server_.say("CONNECTED\n");
+    server_.hear();
+    server_.hear();
+    type(std::string(3000, 'x') + "\nHello,\n");
+    EXPECT_EQ(server_.hear(), "Hello,");
+    server_.say("Frame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_NE(error_.str().find("cannot send the line"), std::string::npos);
+}
+
+TEST_F(TextModeTest, SavesSound) {
+    begin({"--save-sound", path("sound.wav"), "--seconds", "0.001"});
+    server_.say("CONNECTED\nFrame,0,1,1,0\nx");
+    for (const char* expected : {"Sync,-0.001", "GetSources,AAC", "Audio,1"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n"
+                "Audio,0,8,1,0\nabcdefgh");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_EQ(contents("sound.wav").substr(44), "badcfehg");
+    EXPECT_EQ(out_.str(), path("sound.wav") + ": 0.001 s\n");
+}
+
+TEST_F(TextModeTest, FailsWhenNoSoundComes) {
+    begin({"--save-sound", path("sound.wav"), "--timeout", "0.05"});
+    server_.say("CONNECTED\nFrame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_NE(error_.str().find("no sound came"), std::string::npos);
+}
+
+TEST_F(TextModeTest, ListsTheRecordings) {
+    begin({"--list-recordings", "--password", "p"});
+    server_.say("CONNECTED,PASS\nAUTH_OK\n");
+    for (const char* expected : {"Password,p", "Sync,-0.001", "GetSources,", "GetRecorded,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("RECORDED_LIST,-a, \x1b.mov-20240131235959,-b.mov-20240201080000\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_EQ(out_.str(), "2024-01-31 23:59:59  a, ?.mov\n2024-02-01 08:00:00  b.mov\n");
+}
+
+TEST_F(TextModeTest, SavesThePicturesOfARecordingOnly) {
+    begin({"--play", "a, b.mov", "--save", path("shot.jpg")});
+    server_.say("CONNECTED\n");
+    for (const char* expected : {"Sync,-0.001", "Playback,a, b.mov", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("Frame,0,4,1,0\nliveDATA_SOURCE|one|id|v|1\nFrame,1,4,1,0\nthen");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_EQ(contents("shot.jpg"), "then");
+}
+
+TEST_F(TextModeTest, EndsWithTheRecording) {
+    begin({"--play", "a.mov"});
+    server_.say("CONNECTED\nPLAYBACK_DONE\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+}
+
+TEST_F(TextModeTest, LetsTheServerRecordWhileItRuns) {
+    begin({"--record", "--save", path("shot.jpg")});
+    server_.say("CONNECTED\n");
+    for (const char* expected : {"Sync,-0.001", "Record,Y", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("Frame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_EQ(server_.hear(), "Record,N");
 }
 
 TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminal) {

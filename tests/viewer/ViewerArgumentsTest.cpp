@@ -6,6 +6,7 @@ namespace ovelo {
 namespace {
 
 using namespace std::chrono_literals;
+using Arguments = std::vector<std::string>;
 
 TEST(ViewerArgumentsTest, HasDefaults) {
     const auto parsed = ViewerArguments::parse({});
@@ -44,6 +45,26 @@ TEST(ViewerArgumentsTest, ReadsEveryOption) {
     EXPECT_TRUE(arguments.isTextual());
 }
 
+TEST(ViewerArgumentsTest, ReadsTheOptionsOfSoundAndRecordings) {
+    const auto parsed = ViewerArguments::parse({"--save-sound", "x.wav", "--seconds=2.5", "--play",
+                                                "a, b.mov", "--record", "--list-recordings", "h"});
+
+    ASSERT_TRUE(parsed) << parsed.error();
+    EXPECT_EQ(parsed.value().saveSound, "x.wav");
+    EXPECT_EQ(parsed.value().seconds, 2.5);
+    EXPECT_EQ(parsed.value().play, "a, b.mov");
+    EXPECT_TRUE(parsed.value().record);
+    EXPECT_TRUE(parsed.value().listRecordings);
+}
+
+TEST(ViewerArgumentsTest, WorksWithoutAWindowWhenNoneIsNeeded) {
+    for (const Arguments& words : {Arguments{"--save-sound", "x.wav"}, Arguments{"--record"},
+                                   Arguments{"--list-recordings"}, Arguments{"--play", "a"}}) {
+        EXPECT_TRUE(ViewerArguments::parse(words).value().isTextual()) << words.front();
+    }
+    EXPECT_FALSE(ViewerArguments::parse({"host"}).value().isTextual());
+}
+
 class WrongArgumentsTest : public testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(WrongArgumentsTest, AreRefusedWithAText) {
@@ -53,7 +74,7 @@ TEST_P(WrongArgumentsTest, AreRefusedWithAText) {
     EXPECT_FALSE(parsed.error().empty());
 }
 
-using Words = std::vector<std::string>;
+using Words = Arguments;
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, WrongArgumentsTest,
@@ -61,10 +82,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Words{"--delay", "nan"}, Words{"--delay", "1e9"}, Words{"--delay", "1,5"},
                     Words{"--frame-rate", "4"}, Words{"--frame-rate", "inf"},
                     Words{"--text", "--frames", "0"}, Words{"--text", "--frames", "-1"},
-                    Words{"--frames", "2"}, Words{"--text=yes"}, Words{"--timeout", "0"},
-                    Words{"--save="}, Words{"--password", "a\nb"}, Words{"--password", ""},
-                    Words{"one", "two"}, Words{":1726"}, Words{"host:"}, Words{"host:0"},
-                    Words{"host:65536"}, Words{"host:17x"}, Words{"fe80::1"}, Words{"a host"}));
+                    Words{"--frames", "2"}, Words{"--seconds", "0"}, Words{"--seconds", "nan"},
+                    Words{"--save-sound="}, Words{"--play", ""},
+                    Words{"--play", "a", "--source", "b"}, Words{"--record=yes"},
+                    Words{"--text=yes"}, Words{"--timeout", "0"}, Words{"--save="},
+                    Words{"--password", "a\nb"}, Words{"--password", ""}, Words{"one", "two"},
+                    Words{":1726"}, Words{"host:"}, Words{"host:0"}, Words{"host:65536"},
+                    Words{"host:17x"}, Words{"fe80::1"}, Words{"a host"}));
 
 } // namespace
 } // namespace ovelo

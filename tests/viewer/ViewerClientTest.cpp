@@ -161,12 +161,18 @@ TEST_F(ViewerClientTest, SendsEveryCommandInItsForm) {
     client.configureMotion("High", true, false);
     client.configureMotion("Low", false, true, true);
     client.registerDevice("abc");
-    client.sendLine("GetRecorded,");
+    client.getRecorded();
+    client.record(true);
+    client.record(false);
+    client.playback("a, b.mov");
+    client.setSound(true);
+    client.setSound(false);
 
     for (const char* expected :
          {"Hello,", "GetSources,", "GetSources,AAC", "Start,Camera A|Mic", "Stop,", "NightVision,1",
           "NightVision,0", "WebcamConfig,RCC", "MotionConfig,High,1,0", "MotionConfig,Low,0,1,1",
-          "APNS,abc", "GetRecorded,"}) {
+          "APNS,abc", "GetRecorded,", "Record,Y", "Record,N", "Playback,a, b.mov", "Audio,1",
+          "Audio,0"}) {
         EXPECT_EQ(server_.hear(), expected);
     }
 }
@@ -238,6 +244,68 @@ TEST_F(ViewerClientTest, DoesNotAskAnewForPicturesThatNobodyWants) {
     EXPECT_EQ(server_.hear(), "Stop,");
 
     EXPECT_EQ(heardWhileSilent(client), "Hello,");
+}
+
+TEST_F(ViewerClientTest, DoesNotDisturbAPlayback) {
+    auto given = options();
+    given.revival = 2ms;
+    given.keepAlive = 20ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+    client.playback("a.mov");
+    EXPECT_TRUE(client.isPlayingBack());
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+    EXPECT_EQ(server_.hear(), "Playback,a.mov");
+
+    EXPECT_EQ(heardWhileSilent(client), "Hello,");
+
+    server_.say("PLAYBACK_DONE\n");
+    ASSERT_TRUE(nextOf<TextEvent>(client));
+    EXPECT_FALSE(client.isPlayingBack());
+    auto line = heardWhileSilent(client);
+    while (line == "Hello,") {
+        line = heardWhileSilent(client);
+    }
+    EXPECT_EQ(line, "Password,"); // the live pictures are missed again
+}
+
+TEST_F(ViewerClientTest, AsksAnewWhenAPlaybackIsSilentForVeryLong) {
+    auto given = options();
+    given.playbackRevival = 5ms;
+    ViewerClient client(given);
+    meet(client, "CONNECTED\n");
+    EXPECT_EQ(server_.hear(), "Sync,-0.001");
+    client.playback("a.mov");
+    EXPECT_EQ(server_.hear(), "Playback,a.mov");
+
+    EXPECT_EQ(heardWhileSilent(client), "Password,");
+    server_.say("AUTH_OK\n");
+    ASSERT_TRUE(nextOf<TextEvent>(client));
+    EXPECT_EQ(server_.hear(), "Start,");
+    EXPECT_FALSE(client.isPlayingBack());
+}
+
+TEST_F(ViewerClientTest, KnowsAPlaybackThatWasTypedAsALine) {
+    ViewerClient client(options());
+    meet(client, "CONNECTED\n");
+
+    client.sendLine("Playback,a.mov");
+    EXPECT_TRUE(client.isPlayingBack());
+    client.sendLine("Start,");
+    EXPECT_FALSE(client.isPlayingBack());
+    client.playback("b.mov");
+    client.close();
+    EXPECT_FALSE(client.isPlayingBack());
+}
+
+TEST_F(ViewerClientTest, WantsSoundAgainOnTheNextConnection) {
+    ViewerClient client(options());
+    client.setSound(true);
+    for (int i = 0; i < 2; ++i) {
+        meet(client, "CONNECTED\n");
+        EXPECT_EQ(server_.hear(), "Sync,-0.001");
+        EXPECT_EQ(server_.hear(), "Audio,1");
+    }
 }
 
 TEST_F(ViewerClientTest, TellsWhenThePasswordIsNotTakenAnyMore) {

@@ -1,19 +1,29 @@
 #include "viewer/ViewerWindow.h"
 
+#include "fakes/FakeSound.h"
 #include "viewer/PasswordDialog.h"
 #include "viewer/PictureView.h"
 #include "viewer/ScriptedServer.h"
 #include "viewer/ServerChooser.h"
 
+#include <QAction>
 #include <QBuffer>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDockWidget>
 #include <QImage>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPushButton>
 #include <QSlider>
 #include <QTest>
+#include <QTreeWidget>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
 
 namespace ovelo {
 namespace {
@@ -60,7 +70,16 @@ protected:
             arguments.host = "127.0.0.1";
             arguments.port = server_.port();
         }
-        window_ = std::make_unique<ViewerWindow>(arguments, std::move(finder));
+        arguments.delay = delay_;
+        window_ = std::make_unique<ViewerWindow>(
+            arguments, std::move(finder),
+            ViewerSound::Parts{&FakeDecoder::create,
+                               [this](int rate, SoundPlayer::Functions functions) {
+                                   playedRate_ = rate;
+                                   auto made = std::make_unique<FakePlayer>(std::move(functions));
+                                   player_ = made.get();
+                                   return made;
+                               }});
         window_->show();
         window_->begin();
     }
@@ -79,8 +98,52 @@ protected:
         QTest::keyClick(edit, Qt::Key_Return);
     }
 
+    /// Opens the window and lets it in; what it says by itself is heard already.
+    void meet() {
+        open();
+        ASSERT_TRUE(server_.accept());
+        server_.say("CONNECTED\nDATA_SOURCE|yard|id|v|0|porch|id|v|1|Mic|id|a|1|Line|id|a|0\n" +
+                    pictureMessage());
+        ASSERT_TRUE(eventually([&] { return live() && box("microphone")->isEnabled(); }));
+        server_.hear(); // Sync
+        EXPECT_EQ(server_.hear(), "GetSources,");
+    }
+
+    template <typename Widget>
+    Widget* find(const char* name) const {
+        return window_->findChild<Widget*>(QLatin1String(name));
+    }
+    QComboBox* box(const char* name) const { return find<QComboBox>(name); }
+
+    /// The button or menu entry of this text, without its mnemonic.
+    QAction* action(const char* text) const {
+        for (QAction* one : window_->actions()) {
+            if (one->text().remove(QLatin1Char('&')) == QLatin1String(text)) {
+                return one;
+            }
+        }
+        return nullptr;
+    }
+    QPushButton* button(const char* text) const {
+        for (auto* one : window_->findChildren<QPushButton*>()) {
+            if (one->text().remove(QLatin1Char('&')) == QLatin1String(text)) {
+                return one;
+            }
+        }
+        return nullptr;
+    }
+    bool saysSomewhere(const char* text) const {
+        const auto labels = window_->findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(), [&](const QLabel* label) {
+            return label->text().contains(QLatin1String(text));
+        });
+    }
+
     ScriptedServer server_;
-    std::unique_ptr<ViewerWindow> window_;
+    double delay_ = 0;
+    std::atomic<int> playedRate_ = 0;
+    std::atomic<FakePlayer*> player_ = nullptr;
+    std::unique_ptr<ViewerWindow> window_; // ends before what its threads use
 };
 
 TEST_F(ViewerWindowTest, ShowsThePicturesOfAServerWithoutPassword) {
@@ -142,14 +205,14 @@ TEST_F(ViewerWindowTest, OffersTheServersCameras) {
     open();
     ASSERT_TRUE(server_.accept());
     server_.say("CONNECTED\nDATA_SOURCE|yard|id|v|0|porch|id|v|1|Mic|id|a|1\n");
-    auto* box = window_->findChild<QComboBox*>();
-    ASSERT_TRUE(eventually([&] { return box->isEnabled(); }));
-    EXPECT_EQ(box->currentText(), QStringLiteral("porch"));
+    auto* cameras = box("camera");
+    ASSERT_TRUE(eventually([&] { return cameras->isEnabled(); }));
+    EXPECT_EQ(cameras->currentText(), QStringLiteral("porch"));
     EXPECT_EQ(server_.hear(), "Sync,-0.001");
     EXPECT_EQ(server_.hear(), "GetSources,");
 
-    box->setFocus();
-    QTest::keyClick(box, Qt::Key_Up);
+    cameras->setFocus();
+    QTest::keyClick(cameras, Qt::Key_Up);
 
     EXPECT_EQ(server_.hear(), "Start,yard|Mic");
 }
@@ -159,16 +222,225 @@ TEST_F(ViewerWindowTest, SendsWhatTheSlidersSay) {
     ASSERT_TRUE(server_.accept());
     server_.say("CONNECTED\n" + pictureMessage());
     ASSERT_TRUE(eventually([&] { return live(); }));
-    const auto sliders = window_->findChildren<QSlider*>();
-    ASSERT_EQ(sliders.size(), 2);
-    EXPECT_EQ(sliders[0]->value(), 0);
+    EXPECT_EQ(find<QSlider>("delay")->value(), 0);
 
-    sliders[0]->setValue(8);
-    sliders[1]->setValue(20);
+    find<QSlider>("delay")->setValue(8);
+    find<QSlider>("rate")->setValue(20);
 
     for (const char* expected : {"Sync,-0.001", "GetSources,", "Sync,0.5", "FrameRate,1"}) {
         EXPECT_EQ(server_.hear(), expected);
     }
+}
+
+TEST_F(ViewerWindowTest, OffersTheServersMicrophones) {
+    meet();
+    auto* microphones = box("microphone");
+    EXPECT_EQ(microphones->currentText(), QStringLiteral("Mic"));
+
+    microphones->setFocus();
+    QTest::keyClick(microphones, Qt::Key_Down);
+
+    EXPECT_EQ(server_.hear(), "Start,porch|Line");
+    EXPECT_EQ(server_.hear(), "GetSources,");
+    server_.say("DATA_SOURCE|yard|id|v|0|porch|id|v|1|Mic|id|a|1|Line|id|a|0\n"); // not taken
+    EXPECT_TRUE(eventually([&] { return microphones->currentText() == QStringLiteral("Mic"); }));
+}
+
+TEST_F(ViewerWindowTest, ListensAndSaysHowLateTheSoundIs) {
+    meet();
+
+    QTest::keyClick(window_.get(), Qt::Key_L, Qt::ControlModifier);
+    EXPECT_EQ(server_.hear(), "GetSources,AAC");
+    EXPECT_EQ(server_.hear(), "Audio,1");
+    server_.say("CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n");
+    EXPECT_TRUE(eventually([&] { return playedRate_ == 4000; }));
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("waiting for sound"); }));
+    server_.say("Audio,0,16000,1,0\n" + std::string(16000, 'x')); // two seconds
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("sound 2.1 s late"); }));
+
+    action("Bring picture in step")->trigger();
+    EXPECT_EQ(server_.hear(), "Sync,0.5625"); // 2.25 s
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("sound in step"); }));
+
+    QTest::keyClick(window_.get(), Qt::Key_L, Qt::ControlModifier);
+    EXPECT_EQ(server_.hear(), "Audio,0");
+    EXPECT_FALSE(saysSomewhere("sound in step"));
+}
+
+TEST_F(ViewerWindowTest, WantsSoundAgainAfterTheConnectionWasLost) {
+    meet();
+    action("Listen")->trigger();
+    server_.reset();
+    ASSERT_TRUE(eventually([&] { return !live(); }));
+    ASSERT_TRUE(server_.accept());
+    server_.say("CONNECTED\n" + pictureMessage());
+    ASSERT_TRUE(eventually([&] { return live(); }));
+
+    for (const char* expected : {"Sync,-0.001", "Audio,1", "GetSources,AAC"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+}
+
+TEST_F(ViewerWindowTest, SaysWhenSoundCannotBePlayed) {
+    meet();
+    action("Listen")->trigger();
+    server_.say("CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n");
+    ASSERT_TRUE(eventually([&] { return player_ != nullptr; }));
+
+    player_.load()->functions.changed("There is no sound output.");
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("no sound"); }));
+    server_.say(pictureMessage());
+    EXPECT_TRUE(eventually([&] { return live(); }));
+
+    player_.load()->functions.changed("");
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("waiting for sound"); }));
+}
+
+TEST_F(ViewerWindowTest, AsksForARecordingUntilItIsAskedToEnd) {
+    meet();
+    auto* record = action("Record");
+    EXPECT_TRUE(record->toolTip().contains(QStringLiteral("does not tell")));
+
+    QTest::keyClick(window_.get(), Qt::Key_E, Qt::ControlModifier);
+    EXPECT_EQ(server_.hear(), "Record,Y");
+    EXPECT_TRUE(record->isChecked());
+    QTest::keyClick(window_.get(), Qt::Key_E, Qt::ControlModifier);
+    EXPECT_EQ(server_.hear(), "Record,N");
+
+    record->trigger();
+    server_.reset(); // the server ends it with the connection
+    EXPECT_TRUE(eventually([&] { return !record->isChecked() && !record->isEnabled(); }));
+}
+
+TEST_F(ViewerWindowTest, PlaysARecordingAndGoesBackToLiveAtItsEnd) {
+    meet();
+    QTest::keyClick(window_.get(), Qt::Key_F9);
+    EXPECT_EQ(server_.hear(), "GetRecorded,");
+    server_.say("RECORDED_LIST,-old.mov-20230101000000,-new, one.mov-20240131235959\n");
+    auto* list = window_->findChild<QTreeWidget*>();
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 2; }));
+    EXPECT_EQ(list->currentItem()->text(1), QStringLiteral("new, one.mov")); // the newest first
+
+    list->setFocus();
+    QTest::keyClick(list, Qt::Key_Return);
+    EXPECT_EQ(server_.hear(), "Playback,new, one.mov");
+    EXPECT_TRUE(window_->picture().badge().contains(QStringLiteral("new, one.mov")));
+    EXPECT_TRUE(saysSomewhere("Playing new, one.mov"));
+    EXPECT_TRUE(button("Back to live")->isEnabled());
+
+    server_.say("PLAYBACK_DONE\n");
+    EXPECT_TRUE(eventually([&] { return window_->picture().badge().isEmpty(); }));
+    EXPECT_TRUE(saysSomewhere("Live picture"));
+    EXPECT_FALSE(button("Back to live")->isEnabled());
+    EXPECT_FALSE(server_.hear(0.05)); // live pictures come by themselves
+}
+
+TEST_F(ViewerWindowTest, ShowsAPlaybackForAsLongAsItsPicturesAreHeldBack) {
+    delay_ = 0.3;
+    meet();
+    server_.say("RECORDED_LIST,-a.mov-20230101000000\n");
+    auto* list = window_->findChild<QTreeWidget*>();
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 1; }));
+    button("Play")->click();
+    const auto before = std::chrono::steady_clock::now();
+
+    server_.say("PLAYBACK_DONE\n");
+
+    EXPECT_TRUE(eventually([&] { return window_->picture().badge().isEmpty(); }));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 290ms);
+}
+
+TEST_F(ViewerWindowTest, EndsAPlaybackOnRequest) {
+    meet();
+    server_.say("RECORDED_LIST,-a.mov-20230101000000\n");
+    auto* list = window_->findChild<QTreeWidget*>();
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 1; }));
+    button("Play")->click();
+    EXPECT_EQ(server_.hear(), "Playback,a.mov");
+
+    QTest::keyClick(window_.get(), Qt::Key_B, Qt::ControlModifier);
+
+    EXPECT_EQ(server_.hear(), "Start,");
+    EXPECT_TRUE(window_->picture().badge().isEmpty());
+}
+
+TEST_F(ViewerWindowTest, TakesNoNoticeOfTheEndOfAnothersPlayback) {
+    meet();
+    server_.say("PLAYBACK_DONE\n" + pictureMessage());
+
+    EXPECT_FALSE(server_.hear(0.05));
+    EXPECT_TRUE(live());
+}
+
+TEST_F(ViewerWindowTest, ChangesTheServersSettings) {
+    meet();
+
+    action("Night vision")->trigger();
+    action("Night vision")->trigger();
+    QTest::keyClick(window_.get(), Qt::Key_BracketLeft, Qt::ControlModifier);
+    QTest::keyClick(window_.get(), Qt::Key_BracketRight, Qt::ControlModifier);
+    for (const char* name : {"Mirror", "Turn upside down", "Camera name on/off", "Time on/off"}) {
+        action(name)->trigger();
+    }
+
+    for (const char* expected :
+         {"NightVision,1", "NightVision,0", "WebcamConfig,RCC", "WebcamConfig,RC",
+          "WebcamConfig,FV", "WebcamConfig,FH", "WebcamConfig,SD", "WebcamConfig,ST"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+}
+
+TEST_F(ViewerWindowTest, ChangesTheMotionSettingsFromWhatTheServerTold) {
+    meet();
+    server_.say("VERSION,1.000000,Low,0,1,0\nRECORDED_LIST,-a.mov-20230101000000\n");
+    ASSERT_TRUE(
+        eventually([&] { return window_->findChild<QTreeWidget*>()->topLevelItemCount() == 1; }));
+    QTest::keyClick(window_.get(), Qt::Key_D, Qt::ControlModifier);
+    auto& dialog = window_->motionDialog();
+    ASSERT_TRUE(eventually([&] { return dialog.isVisible(); }));
+    const auto boxes = dialog.findChildren<QCheckBox*>();
+    ASSERT_EQ(boxes.size(), 3);
+    EXPECT_FALSE(boxes[0]->isChecked());
+    EXPECT_TRUE(boxes[1]->isChecked());
+
+    dialog.findChild<QComboBox*>()->setCurrentText(QStringLiteral("High"));
+    boxes[2]->click();
+    QTest::keyClick(&dialog, Qt::Key_Return);
+
+    EXPECT_EQ(server_.hear(), "MotionConfig,High,0,1,1");
+}
+
+TEST_F(ViewerWindowTest, CanBeUsedByPeopleWhoDoNotSeeIt) {
+    meet();
+    window_->showNormal();
+
+    for (auto* widget : window_->findChildren<QWidget*>()) {
+        const bool isControl = qobject_cast<QSlider*>(widget) || qobject_cast<QComboBox*>(widget) ||
+                               qobject_cast<QTreeWidget*>(widget) ||
+                               qobject_cast<QAbstractButton*>(widget);
+        if (!isControl || widget->objectName().startsWith(QStringLiteral("qt_"))) {
+            continue;
+        }
+        const auto* asButton = qobject_cast<QAbstractButton*>(widget);
+        const bool hasName =
+            !widget->accessibleName().isEmpty() || (asButton && !asButton->text().isEmpty());
+        EXPECT_TRUE(hasName) << widget->metaObject()->className();
+    }
+}
+
+TEST_F(ViewerWindowTest, KeepsTheRecordingsThroughFullScreen) {
+    meet();
+    auto* dock = find<QDockWidget>("recordings");
+    QTest::keyClick(window_.get(), Qt::Key_F9);
+    ASSERT_TRUE(dock->isVisible());
+
+    QTest::keyClick(window_.get(), Qt::Key_F11);
+    EXPECT_FALSE(dock->isVisible());
+    QTest::keyClick(window_.get(), Qt::Key_F11);
+    EXPECT_TRUE(dock->isVisible());
+
+    dock->close(); // by its cross
+    EXPECT_FALSE(action("Recordings")->isChecked());
 }
 
 TEST_F(ViewerWindowTest, ConnectsToTheOnlyServerOfTheNetwork) {

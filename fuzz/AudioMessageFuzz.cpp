@@ -1,0 +1,24 @@
+#include "viewer/AudioMessage.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+/// Whatever the block: its packets lie within it, one behind the other.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto message = ovelo::AudioMessage::parse({data, size});
+    if (!message) {
+        if (message.error().empty()) {
+            std::abort();
+        }
+        return 0;
+    }
+    const std::uint8_t* end = data;
+    for (const auto& packet : message.value().packets) {
+        if (packet.data() < end || packet.size() > size ||
+            packet.data() > data + (size - packet.size())) {
+            std::abort();
+        }
+        end = packet.data() + packet.size();
+    }
+    return 0;
+}
