@@ -211,6 +211,31 @@ TEST_F(GstMovieFileOutputTest, SoundAloneIsRecordedUnderABlackPicture) {
     EXPECT_GE(beginningsOfBeeps(probe_.sound()).size(), 4U);
 }
 
+TEST_F(GstMovieFileOutputTest, PicturesThatComeTooFastAreDroppedAndCounted) {
+    const VideoFrame picture = numberedPicture(0);
+    start();
+    for (int i = 0; i < 200; ++i) { // within less than a turn of the recorder
+        output_.takePicture(picture, clock_.steady());
+        clock_.advance(1ms);
+    }
+    stop();
+
+    EXPECT_EQ(probe_.complaints(), "");
+    ASSERT_FALSE(log_.empty());
+    EXPECT_NE(log_.back().find("Recording dropped "), std::string::npos);
+}
+
+TEST_F(GstMovieFileOutputTest, PicturesOfAnotherShapeAreNotTaken) {
+    start();
+    VideoFrame odd = numberedPicture(0);
+    odd.height = 120;
+    output_.takePicture(odd, clock_.steady());
+    output_.takePicture({320, 240, 1280, nullptr, nullptr}, clock_.steady());
+
+    EXPECT_EQ(output_.waiting(), 0U);
+    stop();
+}
+
 TEST_F(GstMovieFileOutputTest, AFileThatCannotBeMadeIsAnErrorAtOnce) {
     file_ = folder_.path() / "missing" / "movie.mov";
     start();
