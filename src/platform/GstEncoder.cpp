@@ -5,6 +5,7 @@
 #include <gst/gst.h>
 #include <gst/video/video.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace ovelo {
@@ -82,7 +83,7 @@ void GstEncoder::push(const VideoFrame& frame, std::chrono::nanoseconds time, st
     }
     GstBuffer* buffer = bufferOf(frame);
     GST_BUFFER_PTS(buffer) = static_cast<GstClockTime>(time.count());
-    labels_.push_back(label);
+    labels_.push_back({label, time, true});
     gst_app_src_push_buffer(asSource(source_.get()), buffer);
 }
 
@@ -90,7 +91,7 @@ void GstEncoder::push(std::span<const std::int16_t> samples, std::chrono::nanose
                       std::int64_t label) {
     GstBuffer* buffer = gst_buffer_new_memdup(samples.data(), samples.size_bytes());
     GST_BUFFER_PTS(buffer) = static_cast<GstClockTime>(time.count());
-    labels_.push_back(label);
+    labels_.push_back({label, time, false});
     gst_app_src_push_buffer(asSource(source_.get()), buffer);
 }
 
@@ -103,12 +104,25 @@ std::optional<EncodedPacket> GstEncoder::pull(std::chrono::nanoseconds patience)
     takeConfig(sample.get());
     GstBuffer* buffer = gst_sample_get_buffer(sample.get());
     EncodedPacket packet;
-    packet.label = labels_.front();
-    labels_.pop_front();
+    packet.label = takeLabel(GST_BUFFER_PTS(buffer));
     packet.isKey = !GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
     packet.bytes.resize(gst_buffer_get_size(buffer));
     gst_buffer_extract(buffer, 0, packet.bytes.data(), packet.bytes.size());
     return packet;
+}
+
+/// The label of what came out: the next one, but for a picture that the encoder left out. Its stamp
+/// tells, where the encoder keeps stamps; the one for MPEG-4 gives numbers of its own.
+std::int64_t GstEncoder::takeLabel(std::uint64_t time) {
+    const auto its = std::find_if(labels_.begin(), labels_.end(), [&](const Label& label) {
+        return label.isPicture && static_cast<std::uint64_t>(label.time.count()) == time;
+    });
+    if (its != labels_.end()) {
+        labels_.erase(labels_.begin(), its);
+    }
+    const std::int64_t value = labels_.front().value;
+    labels_.pop_front();
+    return value;
 }
 
 void GstEncoder::takeConfig(GstSample* sample) {

@@ -66,11 +66,17 @@ public:
 private:
     explicit GstEncoder(GstPointer<GstElement> pipeline);
     void takeConfig(GstSample* sample);
+    [[nodiscard]] std::int64_t takeLabel(std::uint64_t time);
 
     GstPointer<GstElement> pipeline_;
     GstPointer<GstElement> source_;
     GstPointer<GstElement> sink_;
-    std::deque<std::int64_t> labels_;
+    struct Label {
+        std::int64_t value;
+        std::chrono::nanoseconds time;
+        bool isPicture;
+    };
+    std::deque<Label> labels_; // of what is in
     std::vector<std::uint8_t> config_;
 };
 

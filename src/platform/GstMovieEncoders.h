@@ -11,7 +11,7 @@ namespace ovelo {
 /// thread  any
 namespace movieencoders {
 
-/// Takes 320 x 240 RGBA.
+/// Takes 320 x 240 RGBA; gives H.264 as a byte stream.
 [[nodiscard]] Result<std::unique_ptr<GstEncoder>> pictures(PictureCodec codec);
 
 /// An encoder of sound, and how late its packets are.

@@ -82,6 +82,17 @@ void GstMovieFileOutput::recordToOutputFile(const std::optional<Path>& file) {
     thread_ = std::jthread([this, path = *file, begun = clock_.steady()] { record(path, begun); });
 }
 
+void GstMovieFileOutput::takePicture(const VideoFrame& frame, Steady time) {
+    constexpr int kWidth = 320;
+    constexpr int kHeight = 240;
+    constexpr std::size_t kRow = 4UL * kWidth;
+    // The encoder goes by this shape alone.
+    if (frame.pixels != nullptr && frame.width == kWidth && frame.height == kHeight &&
+        frame.bytesPerRow == kRow) {
+        inbox_.add(frame, time);
+    }
+}
+
 void GstMovieFileOutput::record(const Path& file, Steady begun) {
     settleThread("movie");
     if (delegate_ != nullptr) {

@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::optional<Path> outputFile() const override;
     [[nodiscard]] std::uint64_t recordedFileSize() const override { return size_; }
     [[nodiscard]] std::string recordedDuration() const override;
-    void takePicture(const VideoFrame& frame, Steady time) override { inbox_.add(frame, time); }
+    void takePicture(const VideoFrame& frame, Steady time) override;
     void takeSound(const SoundBlock& block) override { inbox_.add(block); }
 
     /// Pictures that wait for the recorder. Any thread.

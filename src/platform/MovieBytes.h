@@ -15,11 +15,15 @@ public:
     void u24(std::uint32_t value) { number(value, 3); }
     void u32(std::uint32_t value) { number(value, 4); }
     void u64(std::uint64_t value) { number(value, 8); }
-    void text(std::string_view value) { data_.insert(data_.end(), value.begin(), value.end()); }
+    void text(std::string_view value) {
+        for (const char letter : value) {
+            data_.push_back(static_cast<std::uint8_t>(letter));
+        }
+    }
     void bytes(std::span<const std::uint8_t> value) {
         data_.insert(data_.end(), value.begin(), value.end());
     }
-    void zeros(std::size_t count) { data_.insert(data_.end(), count, 0); }
+    void zeros(std::size_t count) { data_.resize(data_.size() + count, 0); }
 
     /// A box of a type of four letters around what `content` adds.
     template <typename Content>

@@ -1,5 +1,7 @@
 #include "platform/MovieComposer.h"
 
+#include "platform/H264Stream.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -17,7 +19,7 @@ constexpr auto kStandIn = 2s;
 // Sound comes late, by its block's length and by the way through the sound server.
 constexpr auto kSoundLatency = 500ms;
 
-constexpr auto kPatience = 2s;
+constexpr std::chrono::milliseconds kPatience{2000};
 
 // LC, 16 kHz, one channel (ISO 14496-3, 1.6.2.1).
 constexpr std::array<std::uint8_t, 2> kSoundConfig = {0x14, 0x08};
@@ -118,17 +120,22 @@ void MovieComposer::drainPictures(std::chrono::nanoseconds patience) {
 }
 
 void MovieComposer::writePicture(const EncodedPacket& packet) {
+    const bool isH264 = parts_.codec == PictureCodec::H264;
     if (!writer_) {
-        writer_.emplace(std::move(parts_.file),
-                        MovieFileWriter::Format{parts_.codec,
-                                                parts_.pictures->config(),
-                                                {kSoundConfig.begin(), kSoundConfig.end()}},
-                        parts_.createdAt);
-        for (const auto& sound : std::exchange(early_, {})) {
-            writer_->addSound(sound);
-        }
+        beginFile(isH264 ? h264::configuration(packet.bytes) : parts_.pictures->config());
     }
-    writer_->addPicture(packet.bytes, packet.label, packet.isKey);
+    writer_->addPicture(isH264 ? h264::sample(packet.bytes) : packet.bytes, packet.label,
+                        packet.isKey);
+}
+
+void MovieComposer::beginFile(const std::vector<std::uint8_t>& pictureConfig) {
+    writer_.emplace(std::move(parts_.file),
+                    MovieFileWriter::Format{
+                        parts_.codec, pictureConfig, {kSoundConfig.begin(), kSoundConfig.end()}},
+                    parts_.createdAt);
+    for (const auto& sound : std::exchange(early_, {})) {
+        writer_->addSound(sound);
+    }
 }
 
 void MovieComposer::encodeSound() {
@@ -197,7 +204,7 @@ void MovieComposer::finish(Steady end) {
 }
 
 /// Waits for the pictures that the encoder has. One that gives them at once is not told of the end:
-/// OpenH264 complains about it on standard error.
+/// OpenH264 would complain about it on standard error.
 void MovieComposer::drainRest() {
     const auto begun = std::chrono::steady_clock::now();
     bool isTold = false;

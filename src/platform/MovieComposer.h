@@ -55,6 +55,7 @@ private:
     void drainPictures(std::chrono::nanoseconds patience);
     void drainRest();
     void writePicture(const EncodedPacket& packet);
+    void beginFile(const std::vector<std::uint8_t>& pictureConfig);
     void encodeSound();
     void drainSound(std::chrono::nanoseconds patience);
     void addSound(std::vector<std::uint8_t> packet);

@@ -67,6 +67,9 @@ public:
         return true;
     }
 
+    /// What waitForOutput() has read.
+    [[nodiscard]] const std::string& output() const { return seen_; }
+
     void signal(int number) const {
         if (id_ > 0) {
             ::kill(id_, number);
