@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -94,7 +96,7 @@ public:
 private:
     static constexpr std::size_t kPixels = 76800;
 
-    [[nodiscard]] std::string name() const { return "'" + file_.string() + "'"; }
+    [[nodiscard]] std::string name() const { return fmt::format("'{}'", file_.string()); }
 
     static double number(const std::string& command) { return std::atof(output(command).c_str()); }
 
