@@ -133,15 +133,19 @@ void MovieTrack::writeInformation(MovieBytes& out, bool withSamples) const {
                 out.fullBox("url ", 0, 1, [] {}); // the data are in this file
             });
         });
-        out.box("stbl", [&] {
-            writeDescription(out);
-            writeDurations(out, withSamples);
-            if (withSamples && kind_ == Kind::Pictures) {
-                writeKeys(out);
-            }
-            writeChunks(out, withSamples);
-            writeSizes(out, withSamples);
-        });
+        writeSampleTable(out, withSamples);
+    });
+}
+
+void MovieTrack::writeSampleTable(MovieBytes& out, bool withSamples) const {
+    out.box("stbl", [&] {
+        writeDescription(out);
+        writeDurations(out, withSamples);
+        if (withSamples && kind_ == Kind::Pictures) {
+            writeKeys(out);
+        }
+        writeChunks(out, withSamples);
+        writeSizes(out, withSamples);
     });
 }
 
