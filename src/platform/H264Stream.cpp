@@ -11,7 +11,10 @@ namespace {
 
 using Unit = std::span<const std::uint8_t>;
 
-enum UnitType : std::uint8_t { kSequenceParameters = 7, kPictureParameters = 8, kDelimiter = 9 };
+// Types of units, ITU-T H.264, table 7-1.
+constexpr std::uint8_t kSequenceParameters = 7;
+constexpr std::uint8_t kPictureParameters = 8;
+constexpr std::uint8_t kDelimiter = 9;
 
 std::uint8_t typeOf(Unit unit) {
     constexpr std::uint8_t kTypeBits = 0x1f;

@@ -146,7 +146,8 @@ void MovieComposer::encodeSound() {
         const bool isSilent = soundFailure_ || (parts_.sound.givesAtOnce && silentRun_ > lead);
         blocks_.push_back(isSilent ? Block::Silent : Block::Encoded);
         if (!isSilent) {
-            const std::int64_t samples = encodedBlocks_++ * kSoundPacketSamples;
+            const std::int64_t samples =
+                encodedBlocks_++ * static_cast<std::int64_t>(kSoundPacketSamples);
             parts_.sound.encoder->push(
                 block->samples, std::chrono::nanoseconds(samples * 1000000000 / kSoundRate), 0);
         }

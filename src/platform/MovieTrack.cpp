@@ -34,6 +34,16 @@ void writeMatrix(MovieBytes& out) {
     }
 }
 
+/// Says that the data are in this file.
+void writeDataReference(MovieBytes& out) {
+    out.box("dinf", [&] {
+        out.fullBox("dref", 0, 0, [&] {
+            out.u32(1);
+            out.fullBox("url ", 0, 1, [] {});
+        });
+    });
+}
+
 /// Tag and length of a descriptor of fewer than 128 bytes.
 void descriptor(MovieBytes& out, std::uint32_t tag, std::size_t length) {
     out.u8(tag);
@@ -127,21 +137,20 @@ void MovieTrack::writeInformation(MovieBytes& out, bool withSamples) const {
         } else {
             out.fullBox("vmhd", 0, 1, [&] { out.zeros(8); });
         }
-        out.box("dinf", [&] {
-            out.fullBox("dref", 0, 0, [&] {
-                out.u32(1);
-                out.fullBox("url ", 0, 1, [] {}); // the data are in this file
-            });
-        });
-        out.box("stbl", [&] {
-            writeDescription(out);
-            writeDurations(out, withSamples);
-            if (withSamples && kind_ == Kind::Pictures) {
-                writeKeys(out);
-            }
-            writeChunks(out, withSamples);
-            writeSizes(out, withSamples);
-        });
+        writeDataReference(out);
+        writeSampleTable(out, withSamples);
+    });
+}
+
+void MovieTrack::writeSampleTable(MovieBytes& out, bool withSamples) const {
+    out.box("stbl", [&] {
+        writeDescription(out);
+        writeDurations(out, withSamples);
+        if (withSamples && kind_ == Kind::Pictures) {
+            writeKeys(out);
+        }
+        writeChunks(out, withSamples);
+        writeSizes(out, withSamples);
     });
 }
 

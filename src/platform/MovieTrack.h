@@ -57,6 +57,7 @@ private:
     void writeMediaHeader(MovieBytes& out, std::uint64_t duration) const;
     void writeHandler(MovieBytes& out) const;
     void writeInformation(MovieBytes& out, bool withSamples) const;
+    void writeSampleTable(MovieBytes& out, bool withSamples) const;
     void writeDescription(MovieBytes& out) const;
     void writePictureEntry(MovieBytes& out) const;
     void writeSoundEntry(MovieBytes& out) const;

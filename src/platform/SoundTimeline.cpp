@@ -24,14 +24,14 @@ constexpr std::int64_t kJump = kSoundRate / 10;
 SoundTimeline::SoundTimeline(Steady zero, std::size_t skip) : zero_(zero), skip_(skip) {
 }
 
-std::int64_t SoundTimeline::positionOf(Steady moment) const {
+std::int64_t SoundTimeline::samplesUntil(Steady moment) const {
     const std::chrono::duration<double> since = moment - zero_;
     return std::llround(since.count() * kSamplesInASecond);
 }
 
 void SoundTimeline::take(const SoundBlock& block) {
     std::span<const std::int16_t> samples = block.samples;
-    const std::int64_t offset = positionOf(block.time) - position_;
+    const std::int64_t offset = samplesUntil(block.time) - position_;
     if (isBroken_ || std::abs(offset) > kJump) {
         samples = resynchronise(samples, offset);
         addCorrected(samples, 0);
@@ -80,7 +80,7 @@ void SoundTimeline::addCorrected(std::span<const std::int16_t> samples, std::int
 }
 
 void SoundTimeline::advanceTo(Steady moment) {
-    advanceToPosition(positionOf(moment));
+    advanceToPosition(samplesUntil(moment));
 }
 
 void SoundTimeline::advanceToPosition(std::int64_t position) {

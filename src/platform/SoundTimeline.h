@@ -53,7 +53,7 @@ public:
     [[nodiscard]] std::int64_t corrected() const { return corrected_; }
 
 private:
-    [[nodiscard]] std::int64_t positionOf(Steady moment) const;
+    [[nodiscard]] std::int64_t samplesUntil(Steady moment) const;
     [[nodiscard]] std::span<const std::int16_t> resynchronise(std::span<const std::int16_t> samples,
                                                               std::int64_t offset);
     [[nodiscard]] std::int64_t correctionFor(std::int64_t offset, std::size_t samples);
