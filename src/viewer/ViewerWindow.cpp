@@ -61,6 +61,7 @@ ViewerWindow::~ViewerWindow() {
         searcher_.join();
     }
     link_.reset();
+    dock_->disconnect(this); // it is hidden once more when this is no window of ours any longer
 }
 
 void ViewerWindow::buildContents() {

@@ -22,7 +22,9 @@ constexpr int kPatient = 200;
 Samples samplesOf(const std::filesystem::path& file) {
     const std::string bytes = readFile(file);
     Samples samples(bytes.size() / sizeof(std::int16_t));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+    if (!samples.empty()) {
+        std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+    }
     return samples;
 }
 

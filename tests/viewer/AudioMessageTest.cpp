@@ -42,7 +42,8 @@ TEST(AudioMessageTest, TakesABlockWithoutPackets) {
 }
 
 TEST(AudioMessageTest, TakesGapsAndEmptyPackets) {
-    const auto message = parse(block("3,2,1,0,0,3,0,1,9,0,10", 10));
+    const std::string bytes = block("3,2,1,0,0,3,0,1,9,0,10", 10);
+    const auto message = parse(bytes);
 
     ASSERT_TRUE(message);
     EXPECT_EQ(message.value().packets[0][0], 1U);

@@ -73,7 +73,9 @@ protected:
     Samples recorded() const {
         const std::string bytes = readFile(file);
         Samples samples(bytes.size() / sizeof(std::int16_t));
-        std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+        if (!samples.empty()) {
+            std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+        }
         return samples;
     }
 
