@@ -50,6 +50,9 @@ std::optional<Failure> ViewerClient::connect() {
     connection_ = std::move(connection);
     phase_ = Phase::Greeting;
     lastSent_ = now;
+    // At once, for a server's computer that is overrun may have lost the connection: what was sent is
+    // sent again by the system until it stands on both sides.
+    sendLocked("Hello,");
     return std::nullopt;
 }
 

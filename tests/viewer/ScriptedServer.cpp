@@ -45,7 +45,7 @@ bool ScriptedServer::accept() {
     heard_.clear();
     const int on = 1; // each piece arrives by itself, at once
     ::setsockopt(client_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    return client_.isOpen();
+    return client_.isOpen() && hear() == "Hello,";
 }
 
 void ScriptedServer::say(std::string_view text) {

@@ -19,7 +19,8 @@ public:
 
     [[nodiscard]] std::uint16_t port() const { return port_; }
 
-    /// Takes the next client in place of the last one; false when none comes within five seconds.
+    /// Takes the next client in place of the last one; false when none comes within five seconds,
+    /// or when it does not say Hello at once.
     bool accept();
 
     void say(std::string_view text);
