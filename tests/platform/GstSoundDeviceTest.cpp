@@ -81,12 +81,11 @@ protected:
         gst_element_set_state(pipeline.get(), GST_STATE_NULL);
     }
 
-    /// Those that belong to sources; the library keeps others for later, for a quarter of a minute.
+    /// Those that control sources; the library keeps its own for later, for a quarter of a minute.
     static std::size_t threads() {
         std::size_t count = 0;
         for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            const std::string name = readFile(task.path() / "comm");
-            count += name.starts_with("sound control") || name.find(":s") != std::string::npos;
+            count += readFile(task.path() / "comm").starts_with("sound control") ? 1 : 0;
         }
         return count;
     }
