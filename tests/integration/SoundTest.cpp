@@ -134,7 +134,7 @@ TEST_F(SoundTest, MicrophoneOfTheSoundServerIsHeardAndComesBackWhenItWasAway) {
     const std::string tone = folder.path() / "sweep.raw";
     sound::writeRaw(tone, sound::sweep(kSweepSeconds, kLowest, kHighest, 48000));
     // It answers before its loudspeaker is there.
-    ASSERT_TRUE(eventually([&] { return server.plugIn("mic1", "Test Microphone"); }, 10s));
+    ASSERT_TRUE(eventually([&] { return server.plugIn("mic1", "Test\\ Microphone"); }, 10s));
     server.play(tone);
     program.variable("PULSE_SERVER=unix:" + (folder.path() / "native").string());
     start("\"a|Quiet|audiotestsrc is-live=true wave=silence\", " + std::string(kCamera));
@@ -160,7 +160,7 @@ TEST_F(SoundTest, MicrophoneOfTheSoundServerIsHeardAndComesBackWhenItWasAway) {
     const std::size_t before = listener->count(Kind::Picture);
     EXPECT_TRUE(eventually([&] { return listener->count(Kind::Picture) > before; }, 5s));
 
-    ASSERT_TRUE(server.plugIn("mic1", "Test Microphone"));
+    ASSERT_TRUE(server.plugIn("mic1", "Test\\ Microphone"));
     EXPECT_TRUE(eventually(
         [&] { return sources().find("|Test Microphone|") != std::string::npos; }, 10s));
     listener->send("Start,Cam|Test Microphone\n");
