@@ -22,7 +22,9 @@ public:
 
     /// What is wrong with it in a decoder's eyes; empty when nothing is.
     [[nodiscard]] std::string complaints() const {
-        return output("ffmpeg -v warning -xerror -i " + name() + " -f null - 2>&1");
+        // In the movie's own ticks: in those of a mean rate two close pictures are at the same time.
+        return output("ffmpeg -v warning -xerror -i " + name() +
+                      " -enc_time_base -1 -f null - 2>&1");
     }
 
     [[nodiscard]] double duration() const {
@@ -47,9 +49,10 @@ public:
         const auto times = words("ffprobe -v error -select_streams v:0 -show_entries "
                                  "frame=pts_time -of csv=p=0 " +
                                  name());
-        const std::string gray = output("ffmpeg -v error -i " + name() +
-                                        " -map v:0 -fps_mode passthrough -f rawvideo "
-                                        "-pix_fmt gray -");
+        const std::string gray =
+            output("ffmpeg -v error -i " + name() +
+                   " -map v:0 -fps_mode passthrough -enc_time_base -1 -f rawvideo "
+                   "-pix_fmt gray -");
         std::vector<Picture> all;
         for (std::size_t i = 0; i < times.size() && (i + 1) * kPixels <= gray.size(); ++i) {
             all.push_back({std::atof(times[i].c_str()), numberIn(gray, i * kPixels)});

@@ -57,8 +57,8 @@ protected:
         program.start();
         ASSERT_TRUE(program.waitUntilListening()) << program.output();
     }
-    std::unique_ptr<WatchingViewer> viewer(const std::string& first =
-                                               "Sync,-0.001\nFrameRate,100\n") const {
+    std::unique_ptr<WatchingViewer>
+    viewer(const std::string& first = "Sync,-0.001\nFrameRate,100\n") const {
         return std::make_unique<WatchingViewer>(program.port(), first);
     }
     void expectStored(const std::string& key, const std::string& value) const {
@@ -107,8 +107,8 @@ TEST_F(ProtocolTest, EmptyPasswordIsRightWhereNoneIsSet) {
 
     EXPECT_EQ(peer->ask("Password,\n", "AUTH_"), "AUTH_OK");
     EXPECT_TRUE(peer->finish());
-    EXPECT_TRUE(peer->texts().starts_with(std::string("CONNECTED\n") + kVersion + "AUTH_OK\n" +
-                                          kVersion))
+    EXPECT_TRUE(
+        peer->texts().starts_with(std::string("CONNECTED\n") + kVersion + "AUTH_OK\n" + kVersion))
         << peer->texts();
     EXPECT_TRUE(peer->staysWithout(Kind::Picture, 500ms));
 }
@@ -174,9 +174,9 @@ TEST_F(ProtocolTest, FrameRateSetsTheDistanceOfPictures) {
         const char* command;
         double rate; // the most pictures a second
     };
-    for (const Row& row : {Row{"FrameRate,0\n", 5}, Row{"FrameRate,1\n", 20},
-                           Row{"FrameRate,0.6\n", 14}, Row{"FrameRate,0.2,9\n", 8},
-                           Row{"FrameRate,1.0x\n", 20}, Row{"FrameRate,x\n", 5}}) {
+    for (const Row& row :
+         {Row{"FrameRate,0\n", 5}, Row{"FrameRate,1\n", 20}, Row{"FrameRate,0.6\n", 14},
+          Row{"FrameRate,0.2,9\n", 8}, Row{"FrameRate,1.0x\n", 20}, Row{"FrameRate,x\n", 5}}) {
         peer->send(row.command);
         ASSERT_TRUE(peer->finish());
         ASSERT_TRUE(peer->waitForMore(Kind::Picture, 2));
@@ -216,7 +216,8 @@ TEST_F(ProtocolTest, SyncHoldsPicturesBack) {
     const auto delay = [&](const WatchingViewer& one) {
         std::vector<double> delays;
         for (const auto& [number, when] : shown(one)) {
-            if (const auto found = reference.find(number); number >= 0 && found != reference.end()) {
+            if (const auto found = reference.find(number);
+                number >= 0 && found != reference.end()) {
                 delays.push_back(std::chrono::duration<double>(when - found->second).count());
             }
         }

