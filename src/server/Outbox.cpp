@@ -65,7 +65,7 @@ bool Outbox::transmit(AbstractSocket& socket, std::string_view header, const Dat
 
 void Outbox::sendText(AbstractSocket& socket, std::string_view text) {
     socket.logText(text);
-    if (textBytes_ + text.size() > kMostText) { // before any of it is gone: the stream stays whole
+    if (textBytes_ > kMostText) { // before any of it is gone: the stream stays whole
         throw SocketException::fromSystem("Socket: Send failed", ENOBUFS);
     }
     std::size_t sent = 0;

@@ -18,9 +18,9 @@ class AbstractSocket;
 /// something is kept, a new picture is refused (late pictures are dropped, not queued), while sound,
 /// which would be heard to be missing, and texts wait in line, so that the stream stays whole.
 ///
-/// errors  SocketException of the socket; also when too much text waits, and when the peer has
-/// taken nothing for
-///         kStallLimit. What is kept stays kept then, for the stream is whole still.
+/// errors  SocketException of the socket; also when more text comes while too much waits (one long
+///         text alone is never too much), and when the peer has taken nothing for kStallLimit.
+///         What is kept stays kept then, for the stream is whole still.
 /// thread  one at a time
 class Outbox {
 public:

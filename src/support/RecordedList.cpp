@@ -1,6 +1,7 @@
 #include "support/RecordedList.h"
 
 #include "platform/CHandle.h"
+#include "platform/Utf8.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -26,7 +27,8 @@ bool isRecordingName(std::string_view name) {
         return byte < kFirstPrintable || byte == kDelete;
     });
     // A name that is nothing but an extension has none.
-    return isPrintable && name.size() > kExtension.size() && name.ends_with(kExtension);
+    return isPrintable && isUtf8(name) && name.size() > kExtension.size() &&
+           name.ends_with(kExtension);
 }
 
 std::optional<std::time_t> creationDate(int folder, const char* name) {

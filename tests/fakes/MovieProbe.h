@@ -24,6 +24,7 @@ public:
 
     /// What is wrong with it in a decoder's eyes; empty when nothing is.
     [[nodiscard]] std::string complaints() const {
+        // In the movie's own ticks: in those of a mean rate two close pictures are at the same time.
         return output("ffmpeg -v warning -xerror -i " + name() +
                       " -fps_mode vfr -enc_time_base -1 -f null - 2>&1");
     }

@@ -133,6 +133,17 @@ TEST_F(OutboxTest, PeerThatStallsBetweenTwoPicturesIsNoticedToo) {
     EXPECT_THROW(outbox.sendBinary(*pair.server, "", byte), SocketException);
 }
 
+TEST_F(OutboxTest, OneTextMayBeLongerThanAllThatMayWait) {
+    std::string expected = fill();
+    const std::string text = std::string(2 * Outbox::kMostText, 'l') + "\n";
+    outbox.sendText(*pair.server, text);
+    EXPECT_THROW(outbox.sendText(*pair.server, "another\n"), SocketException);
+
+    expected += text;
+    EXPECT_EQ(drain(expected.size()), expected);
+    EXPECT_NO_THROW(outbox.sendText(*pair.server, text)) << "there is room again";
+}
+
 TEST_F(OutboxTest, EndlessTextsToAStalledPeerFailInsteadOfGrowing) {
     fill();
     const std::string text(1000, 't');

@@ -72,6 +72,12 @@ TEST_F(RecordedListTest, ANameWithControlCharactersIsLeftOut) {
     EXPECT_EQ(line(), "RECORDED_LIST\n");
 }
 
+TEST_F(RecordedListTest, ANameThatIsNoUtf8IsLeftOut) {
+    add("latin \xe4.mov");
+
+    EXPECT_EQ(line(), "RECORDED_LIST\n");
+}
+
 TEST_F(RecordedListTest, FollowsSymbolicLinks) {
     const TemporaryFolder elsewhere;
     writeFile(elsewhere.path() / "real", "movie");
