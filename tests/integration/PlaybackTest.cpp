@@ -73,8 +73,8 @@ protected:
         EXPECT_NE(done, items.end());
         items.erase(done, items.end());
         auto shown = shownIn(items);
-        shown.erase(shown.begin(), std::find_if(shown.begin(), shown.end(), [](const Shown& one) {
-                        return one.number != kLive;
+        shown.erase(shown.begin(), std::find_if(shown.begin(), shown.end(), [](const Shown& first) {
+                        return first.number != kLive;
                     }));
         return shown;
     }
@@ -449,6 +449,12 @@ TEST_F(PlaybackTest, FourViewersWhoRecordAndPlayAtRandomBreakNothing) {
     ASSERT_TRUE(viewers[2]->finish());
     viewers.clear();
     EXPECT_EQ(program.terminate(), 0) << program.output();
+    for (const auto& file : moviesIn(folder())) {
+        if (file.filename().string().starts_with("Ovelo_")) {
+            EXPECT_EQ(MovieProbe(file).complaints(), "") << file;
+            EXPECT_GT(MovieProbe(file).duration(), 0) << file;
+        }
+    }
 }
 
 } // namespace
