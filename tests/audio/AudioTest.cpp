@@ -189,7 +189,7 @@ TEST_F(AudioTest, GoesOnWithTheFormerDeviceWhenTheNameIsUnknown) {
     system.record.calls.clear();
     testing::internal::CaptureStderr();
 
-    for (const char* name : {"front", "Fron", "Front ", "None", ""}) {
+    for (const char* name : {"front", "Front1", "Front ", "None", ""}) {
         audio.setAudioInputDevice(name);
     }
 

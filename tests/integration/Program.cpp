@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <iomanip>
 #include <sstream>
 #include <stdexcept>
 
@@ -28,11 +29,12 @@ sockaddr_in loopback(std::uint16_t port) {
     return address;
 }
 
-bool accepts(std::uint16_t port) {
-    const FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = loopback(port);
-    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-           0;
+/// Looks without connecting: a viewer that goes away ends recordings and playbacks.
+bool isListening(std::uint16_t port) {
+    std::ostringstream wanted;
+    wanted << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << port
+           << " 00000000:0000 0A "; // RFC 793's LISTEN, as the kernel numbers it
+    return readFile("/proc/self/net/tcp").find(":" + wanted.str()) != std::string::npos;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
@@ -139,7 +141,7 @@ void Program::spawn() {
 }
 
 bool Program::waitUntilListening(std::chrono::milliseconds limit) {
-    return eventually([this] { return !isRunning() || accepts(port_); }, limit) && isRunning();
+    return eventually([this] { return !isRunning() || isListening(port_); }, limit) && isRunning();
 }
 
 void Program::signal(int number) const {

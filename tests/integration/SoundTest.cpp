@@ -1,12 +1,8 @@
 // What viewers hear of the whole program: from microphones and films to the blocks on the wire.
 
-#include "fakes/Eventually.h"
 #include "fakes/SoundServer.h"
-#include "fakes/SoundTools.h"
 #include "integration/Films.h"
-#include "integration/Program.h"
-#include "integration/Sounds.h"
-#include "integration/WatchingViewer.h"
+#include "integration/SoundFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -18,63 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 using Kind = WatchingViewer::Kind;
 
-constexpr double kSweepSeconds = 4;
-constexpr double kLowest = 200;
-constexpr double kHighest = 1600;
-constexpr int kRate = 8000;
-constexpr const char* kFormat = "CONFIG_AUDIO,8000.000000,1633772320,0,0,1024,0,1,0,0.500000,4096";
-constexpr const char* kCamera = "\"v|Cam|videotestsrc is-live=true ! video/x-raw,framerate=10/1\"";
-
-class SoundTest : public ::testing::Test {
-protected:
-    /// A rising tone for a microphone, and a camera.
-    void startWithSweep(const std::string& more = "") {
-        const std::string file = program.home() / "sweep.wav";
-        sound::writeWav(file, sound::sweep(kSweepSeconds, kLowest, kHighest, 48000), 48000);
-        start(std::string(kCamera) + ", a|Tone|file://" + file + more);
-    }
-    void start(const std::string& sources) {
-        program.setting("captureSources=" + sources);
-        program.start();
-        ASSERT_TRUE(program.waitUntilListening()) << program.output();
-    }
-    std::unique_ptr<WatchingViewer> viewer(const std::string& first) const {
-        return std::make_unique<WatchingViewer>(program.port(), first);
-    }
-
-    /// Listens for so many samples and compares every tenth of a second of them.
-    void expectEverySample(std::chrono::seconds time) {
-        startWithSweep();
-        const auto listener = viewer("Audio,1\n");
-        const auto wanted = static_cast<std::size_t>(time.count()) * kRate;
-        ASSERT_TRUE(eventually([&] { return heardBy(*listener).samples >= wanted; }, time + 15s))
-            << heardBy(*listener).samples;
-        listener->leave();
-        const Heard heard = heardBy(*listener);
-        EXPECT_EQ(heard.gaps, 0);
-        const auto samples = sound::decodeAac(heard.packets);
-        ASSERT_GE(samples.size(), wanted);
-        const auto fit = sound::compareWithSweep(samples, kSweepSeconds, kLowest, kHighest, kRate);
-        EXPECT_GT(fit.worst, 0.95) << "at " << fit.where << " s";
-        EXPECT_NEAR(sound::loudness(samples), 0.5 / std::sqrt(2), 0.05);
-        EXPECT_EQ(listener->countOfTexts(kFormat), 1U) << listener->texts();
-    }
-    void TearDown() override {
-        if (program.pid() > 0) {
-            EXPECT_EQ(program.terminate(), 0) << program.output();
-        }
-    }
-
-    Program program;
-};
+class SoundTest : public SoundTestFixture {};
 
 TEST_F(SoundTest, ListenerHearsEverySampleOfTheMicrophone) {
     expectEverySample(10s);
-}
-
-/// Labelled slow.
-TEST_F(SoundTest, SlowListenerHearsEverySampleForAMinute) {
-    expectEverySample(60s);
 }
 
 TEST_F(SoundTest, SoundComesAtTheSpeedOfTheWorld) {
