@@ -29,6 +29,7 @@ namespace {
 
 constexpr int kHintMilliseconds = 8000;
 constexpr int kSideWidth = 360;
+constexpr QColor kRecords(0xd6, 0x45, 0x45);
 
 QPushButton* pushButton(const QString& text, const QString& name, const QString& toolTip = {}) {
     auto* button = new QPushButton(text);
@@ -135,6 +136,7 @@ void MainWindow::buildContent() {
     row->addWidget(sideColumn());
     setCentralWidget(content);
     statusBar()->setSizeGripEnabled(false);
+    buildRecordingMark();
     // A window that is shown without a size of its own gets two thirds of the screen at most.
     resize(sizeHint());
 }
@@ -217,7 +219,26 @@ void MainWindow::openRecordings() {
     }
 }
 
+void MainWindow::buildRecordingMark() {
+    recordingMark_ = new QLabel(u"\u25cf Recording"_s);
+    recordingMark_->setObjectName(u"recording"_s);
+    recordingMark_->setToolTip(u"A movie is being recorded, as a viewer asked for."_s);
+    QPalette colors = recordingMark_->palette();
+    colors.setColor(QPalette::WindowText, kRecords);
+    recordingMark_->setPalette(colors);
+    statusBar()->addPermanentWidget(recordingMark_);
+    refreshRecordingMark();
+}
+
+void MainWindow::refreshRecordingMark() {
+    recordingMark_->setVisible(environment_.document.isRecording());
+}
+
 void MainWindow::documentChanged(const std::string& property) {
+    if (property == "recording") {
+        refreshRecordingMark();
+        return;
+    }
     if (property != "audioLevel") {
         refreshPreview();
     }

@@ -9,6 +9,8 @@
 
 #include <functional>
 
+class QLabel;
+
 namespace ovelo {
 
 class AutoConfigPanel;
@@ -68,11 +70,14 @@ private:
     void about();
     void documentChanged(const std::string& property);
     void refreshPreview();
+    void buildRecordingMark();
+    void refreshRecordingMark();
 
     Environment environment_;
     ErrorSheets errors_;
     CapturePreview* preview_ = nullptr;
     PortField* port_ = nullptr;
+    QLabel* recordingMark_ = nullptr;
     bool hiddenForAgent_ = false;
 
     // Made when they are needed first, so that the start does not wait for them.

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -23,6 +24,9 @@ namespace ovelo {
 class DocumentFixture : public ::testing::Test {
 protected:
     DocumentFixture() {
+        // In a home of the tests' own, one for all, for it is looked up once.
+        static const TemporaryFolder home;
+        ::setenv("HOME", home.path().c_str(), 1);
         devices_.add(MediaType::Video, "Front Camera");
         devices_.add(MediaType::Video, "Back Camera");
         devices_.add(MediaType::Sound, "Desk Microphone");

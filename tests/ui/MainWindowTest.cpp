@@ -180,6 +180,19 @@ TEST_F(MainWindowTest, ErrorsAreShownOneAfterTheOther) {
     EXPECT_TRUE(runLoopUntil([&] { return window->findChildren<QMessageBox*>().isEmpty(); }));
 }
 
+TEST_F(MainWindowTest, TellsWhileAMovieIsBeingRecorded) {
+    const auto window = makeWindow();
+    window->showUnlessHidden();
+    const auto& mark = child<QLabel>(*window, "recording");
+    EXPECT_FALSE(mark.isVisible());
+
+    document_.setStartRecording(true);
+    EXPECT_TRUE(mark.isVisible());
+
+    document_.setStartRecording(false);
+    EXPECT_TRUE(runLoopUntil([&] { return !mark.isVisible(); }));
+}
+
 TEST_F(MainWindowTest, WithoutADisplayAnErrorIsPrinted) {
     const auto window = makeWindow(false);
 
