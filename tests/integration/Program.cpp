@@ -32,9 +32,9 @@ sockaddr_in loopback(std::uint16_t port) {
 /// Looks without connecting: a viewer that goes away ends recordings and playbacks.
 bool isListening(std::uint16_t port) {
     std::ostringstream wanted;
-    wanted << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << port
+    wanted << ':' << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << port
            << " 00000000:0000 0A "; // RFC 793's LISTEN, as the kernel numbers it
-    return readFile("/proc/self/net/tcp").find(":" + wanted.str()) != std::string::npos;
+    return readFile("/proc/self/net/tcp").find(wanted.str()) != std::string::npos;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
