@@ -19,8 +19,6 @@ namespace ovelo::sound {
 namespace {
 
 constexpr double kAmplitude = 16384;
-constexpr double kFineStep = 2.0e-6; // seconds
-constexpr int kFineSteps = 2500;
 
 /// The sweep at a moment, repeated for ever.
 double sweepAt(double time, double seconds, double from, double to) {
@@ -48,6 +46,69 @@ double correlation(std::span<const std::int16_t> heard, const std::vector<double
         wantedPower += wanted[i] * wanted[i];
     }
     return product / std::sqrt(heardPower * wantedPower);
+}
+
+struct Sweep {
+    double seconds;
+    double from;
+    double to;
+    int rate;
+
+    [[nodiscard]] std::vector<double> part(std::size_t count, double begin) const {
+        return expected(count, begin, rate, seconds, from, to);
+    }
+};
+
+/// Where in the sweep sound begins, of places that a table has.
+double coarseBegin(std::span<const std::int16_t> head, const Sweep& sweep) {
+    constexpr int kFinesse = 4;
+    const auto table = expected(static_cast<std::size_t>(sweep.seconds * sweep.rate * kFinesse) +
+                                    head.size() * kFinesse,
+                                0, sweep.rate * kFinesse, sweep.seconds, sweep.from, sweep.to);
+    double best = -1;
+    std::size_t begin = 0;
+    for (std::size_t at = 0; at + head.size() * kFinesse < table.size(); ++at) {
+        double match = 0;
+        for (std::size_t i = 0; i < head.size(); ++i) {
+            match += head[i] * table[at + i * kFinesse];
+        }
+        if (match > best) {
+            best = match;
+            begin = at;
+        }
+    }
+    return static_cast<double>(begin) / (sweep.rate * kFinesse);
+}
+
+/// The same, of places close by.
+double fineBegin(std::span<const std::int16_t> head, double middle, const Sweep& sweep) {
+    double best = -1;
+    double begin = middle;
+    for (int step = -50; step <= 50; ++step) {
+        const double at = middle + step * 0.01 / sweep.rate;
+        const double match = correlation(head, sweep.part(head.size(), at));
+        if (match > best) {
+            best = match;
+            begin = at;
+        }
+    }
+    return begin;
+}
+
+Fit fitFrom(std::span<const std::int16_t> samples, std::size_t window, double begin,
+            const Sweep& sweep) {
+    Fit fit;
+    fit.worst = 1;
+    for (std::size_t i = 0; i + window <= samples.size(); i += window / 2) {
+        const double time = static_cast<double>(i) / sweep.rate;
+        const double match =
+            correlation(samples.subspan(i, window), sweep.part(window, begin + time));
+        if (match < fit.worst) {
+            fit.worst = match;
+            fit.where = time;
+        }
+    }
+    return fit;
 }
 
 void put(std::ofstream& file, std::uint32_t value, int bytes) {
@@ -113,53 +174,28 @@ double loudness(std::span<const std::int16_t> samples) {
 
 Fit compareWithSweep(std::span<const std::int16_t> samples, double seconds, double from, double to,
                      int rate) {
-    Fit fit;
     const auto window = static_cast<std::size_t>(rate / 10);
     const auto first = static_cast<std::size_t>(rate / 2);
     if (samples.size() < first + 10 * window) {
-        return fit;
+        return {};
     }
-    // Where in the sweep it begins: first a coarse look, at places that a table has, then a fine one.
-    constexpr int kFinesse = 4;
-    const auto head = samples.subspan(first, window);
-    const auto table =
-        expected(static_cast<std::size_t>(seconds * rate * kFinesse) + window * kFinesse, 0,
-                 rate * kFinesse, seconds, from, to);
-    double bestMatch = -1;
-    double begin = 0;
-    for (std::size_t at = 0; at + head.size() * kFinesse < table.size(); ++at) {
-        double match = 0;
-        for (std::size_t i = 0; i < head.size(); ++i) {
-            match += head[i] * table[at + i * kFinesse];
-        }
-        if (match > bestMatch) {
-            bestMatch = match;
-            begin = static_cast<double>(at) / (rate * kFinesse);
+    const Sweep sweep{seconds, from, to, rate};
+    const auto rest = samples.subspan(first);
+    const double begin = coarseBegin(rest.first(window), sweep);
+    const double turn = 1 / (from + (to - from) * (begin / seconds - std::floor(begin / seconds)));
+    Fit best;
+    best.worst = -1;
+    // A tenth of a second is nearly the same a turn earlier or later; the rest of it is not.
+    for (int turns = -2; turns <= 2; ++turns) {
+        const double at = fineBegin(rest.first(window), begin + turns * turn, sweep);
+        Fit fit = fitFrom(rest, window, at, sweep);
+        if (fit.worst > best.worst) {
+            fit.where += static_cast<double>(first) / rate;
+            fit.delay = static_cast<double>(first) / rate - at;
+            best = fit;
         }
     }
-    // A whole turn of the tone beside it looks nearly as good from afar.
-    bestMatch = -1;
-    const double middle = begin;
-    for (int step = -kFineSteps; step <= kFineSteps; ++step) {
-        const double at = middle + step * kFineStep;
-        const double match = correlation(head, expected(window, at, rate, seconds, from, to));
-        if (match > bestMatch) {
-            bestMatch = match;
-            begin = at;
-        }
-    }
-    fit.delay = static_cast<double>(first) / rate - begin;
-    fit.worst = 1;
-    for (std::size_t i = first; i + window <= samples.size(); i += window / 2) {
-        const double at = begin + static_cast<double>(i - first) / rate;
-        const double match =
-            correlation(samples.subspan(i, window), expected(window, at, rate, seconds, from, to));
-        if (match < fit.worst) {
-            fit.worst = match;
-            fit.where = static_cast<double>(i) / rate;
-        }
-    }
-    return fit;
+    return best;
 }
 
 std::vector<std::int16_t> decodeAac(const std::vector<Bytes>& packets) {
