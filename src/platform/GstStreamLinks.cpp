@@ -162,11 +162,11 @@ void GstStreamLinks::linkFront(GstPad* pad) {
 }
 
 void GstStreamLinks::linkSound(GstPad* pad) {
-    GstElement* branch = makeSoundBranch(ends_.sound, ends_.isPaced);
     if (!isIn(pad, ends_.pipeline)) {
         pad = exposed(pad, ends_.pipeline);
     }
-    if (!branch || !pad) {
+    GstElement* branch = pad ? makeSoundBranch(ends_.sound, ends_.isPaced) : nullptr;
+    if (!branch) {
         return; // pictures without sound are better than nothing
     }
     gst_bin_add(GST_BIN(ends_.pipeline), branch);

@@ -1,6 +1,8 @@
 #include "audio/AudioCaptureFixture.h"
 #include "fakes/SoundServer.h"
 
+#include <gst/gst.h>
+
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -8,6 +10,8 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace ovelo {
 
@@ -81,6 +85,34 @@ TEST_F(AudioCaptureTest, TellsThatThereIsNoDevice) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: AudioQueueStart failed (19)\n");
     EXPECT_EQ(level(), 0.0F);
     audio->stopCapture();
+}
+
+TEST_F(AudioCaptureTest, TellsWhichPackageIsMissingAndStillSendsSamples) {
+    addSweep("Sweep");
+    begin();
+    GstRegistry* registry = gst_registry_get();
+    std::vector<GstPluginFeature*> hidden;
+    for (const char* name : {"voaacenc", "avenc_aac"}) {
+        if (GstPluginFeature* feature = gst_registry_lookup_feature(registry, name)) {
+            gst_registry_remove_feature(registry, feature);
+            hidden.push_back(feature);
+        }
+    }
+    testing::internal::CaptureStderr();
+    const auto selected = select("Sweep");
+    const std::string text = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(text, HasSubstr("install the package gstreamer1.0-plugins-bad or "
+                                "gstreamer1.0-libav.\nError: AudioQueueNewInput failed (95)\n"));
+    EXPECT_EQ(level(), 0.0F);
+
+    audio->setAudioFormat(0);
+    audio->startCapture();
+    EXPECT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+
+    for (GstPluginFeature* feature : hidden) {
+        gst_registry_add_feature(registry, feature);
+        gst_object_unref(feature);
+    }
 }
 
 TEST_F(AudioCaptureTest, OutlivesItsDevice) {
