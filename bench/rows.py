@@ -304,14 +304,21 @@ def recording(quick):
     ]
 
 
-def recorded_name(viewer):
-    """The newest recording, once there is one."""
+def recordings(viewer):
+    viewer.send("GetRecorded,")
+    return {entry.rpartition("-")[0] for entry in viewer.wait_for_line("RECORDED_LIST").split(",-")[1:]}
+
+
+def record(viewer, seconds):
+    """Records for that long. return: the recording's name"""
+    before = recordings(viewer)
+    viewer.send("Record,Y")
+    time.sleep(seconds)
+    viewer.send("Record,N")
     end = time.monotonic() + 10
     while time.monotonic() < end:
-        viewer.send("GetRecorded,")
-        entries = viewer.wait_for_line("RECORDED_LIST").split(",-")[1:]
-        if entries:
-            return max(entry.rpartition("-")[0] for entry in entries)
+        if new := recordings(viewer) - before:
+            return new.pop()
         time.sleep(0.1)
     raise harness.BenchError("nothing was recorded")
 
@@ -321,10 +328,7 @@ def playback(quick):
     with ovelo(fps=15, sound=True) as server, harness.Wire(server.port) as viewer:
         viewer.send("Sync,-0.001")
         viewer.send("Stop,")
-        viewer.send("Record,Y")
-        time.sleep(5)
-        viewer.send("Record,N")
-        name = recorded_name(viewer)
+        name = record(viewer, 5)
         for _ in range(5 if quick else 20):
             viewer.send("Stop,")
             viewer.send("GetSources,")
@@ -348,10 +352,7 @@ def cycles(quick):
         viewer.send("Stop,")
 
         def cycle():
-            viewer.send("Record,Y")
-            time.sleep(5)
-            viewer.send("Record,N")
-            viewer.send(f"Playback,{recorded_name(viewer)}")
+            viewer.send(f"Playback,{record(viewer, 5)}")
             time.sleep(2)
             viewer.send("Start,")
             viewer.send("Stop,")

@@ -26,7 +26,7 @@ class Outbox {
 public:
     static constexpr auto kStallLimit = std::chrono::seconds(6);
     static constexpr std::size_t kMostText = std::size_t{256} * 1024;
-    static constexpr std::size_t kMostSound = std::size_t{64} * 1024; // a quarter of a minute
+    static constexpr std::size_t kMostSound = std::size_t{64} * 1024; // 32 s of AAC, 8 s of PCM
 
     explicit Outbox(const Clock& clock) : clock_(clock) {}
 

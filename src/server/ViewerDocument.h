@@ -31,8 +31,8 @@ public:
     /// Ends a running playback.
     virtual void stopPlayback() = 0;
 
-    /// The line that describes the format of the sound, with its line feed; empty when there is
-    /// none.
+    /// The line that describes the format of the sound, with its line feed; full of zeros before
+    /// anything was captured.
     virtual std::string getAudioParameters() = 0;
 
     /// The format in which sound is captured from its next start on. format: 0 PCM, 1 AAC
