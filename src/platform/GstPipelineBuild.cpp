@@ -3,6 +3,7 @@
 #include "platform/Credentials.h"
 #include "platform/GstCameraCaps.h"
 #include "platform/GstHeld.h"
+#include "platform/GstRuntime.h"
 #include "platform/GstSoundTail.h"
 #include "platform/GstStreamLinks.h"
 
@@ -274,6 +275,7 @@ Result<Pipeline> unclockedPipeline(const GstOrigin& origin, const GstOutlets& ou
 } // namespace
 
 Result<Pipeline> buildPipeline(const GstOrigin& origin, const GstOutlets& outlets) {
+    GstRuntime::begin(); // the search for devices, which has begun it, may be at it still
     auto pipeline = unclockedPipeline(origin, outlets);
     if (pipeline) {
         // The clock that steady_clock reads, whatever the source would offer: so all media of all

@@ -115,7 +115,7 @@ protected:
     void expectPlayedInRealTime(const std::string& name, double rate, double length) {
         start();
         const auto one = viewer();
-        ASSERT_TRUE(one->waitForMore(Kind::Picture));
+        ASSERT_TRUE(one->waitForMore(Kind::Picture)) << one->texts() << program.log();
         one->send("Playback," + name + "\n");
         ASSERT_TRUE(one->waitForText(kDone, 1, 20s)) << program.log();
         expectRealTime(playedTo(*one), rate, length);
@@ -198,6 +198,9 @@ TEST_F(PlaybackTest, LargeMovieIsPlayedAsFastAsTheWorld) {
 }
 
 TEST_F(PlaybackTest, MotionJpegIsPlayedAsFastAsTheWorld) {
+    // The leak check of a sanitized build crashes in thread-local storage of libraries that this
+    // decoder has loaded and dropped again.
+    program.variable("ASAN_OPTIONS=detect_leaks=0");
     makeMovie("jpeg.mov", 60, 20, "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p");
     expectPlayedInRealTime("jpeg.mov", 20, 3);
 }

@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
@@ -97,7 +97,11 @@ std::vector<std::string> Program::environment() const {
                                       "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
     for (const char* name : {"GST_REGISTRY", "DBUS_SYSTEM_BUS_ADDRESS", "ASAN_OPTIONS",
                              "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
-        if (const std::string text = inherited(name); !text.empty()) {
+        const bool isSet =
+            std::any_of(variables_.begin(), variables_.end(), [&](const auto& variable) {
+                return variable.starts_with(std::string(name) + "=");
+            });
+        if (const std::string text = inherited(name); !text.empty() && !isSet) {
             texts.push_back(text);
         }
     }

@@ -60,6 +60,18 @@ TEST(StartAndStopTest, FirstStartStoresAndUsesTheUsualPort) {
     EXPECT_EQ(program.terminate(), 0);
 }
 
+TEST(StartAndStopTest, FirstStartOfAllFindsTheCameraThoughThePluginsAreNotKnownYet) {
+    Program program;
+    program.setting("captureSources=\"v|Ball|videotestsrc is-live=true pattern=ball\"");
+    program.variable("GST_REGISTRY=" + (program.home() / "registry").string());
+    program.variable("GST_REGISTRY_REUSE_PLUGIN_SCANNER=no"); // looks for a long time
+    program.start();
+    ASSERT_TRUE(program.waitUntilListening(std::chrono::seconds(60))) << program.output();
+
+    EXPECT_FALSE(WireViewer(program.port()).nextPicture().isNull()) << program.log();
+    EXPECT_EQ(program.terminate(), 0);
+}
+
 TEST(StartAndStopTest, WithoutAnEmailSaysHowToSetItAndWaits) {
     Program program;
     program.setting("email=a@");
