@@ -62,11 +62,14 @@ AudioStatus DeviceAudioQueue::allocateBuffer(std::uint32_t bytes, AudioQueueBuff
 }
 
 AudioStatus DeviceAudioQueue::enqueueBuffer(AudioQueueBuffer& buffer) {
-    buffer.bytes.clear();
     const std::lock_guard guard(lock_);
+    if (isDisposed_) {
+        return EBADF; // the buffer may be gone
+    }
     if (std::find(free_.begin(), free_.end(), &buffer) != free_.end()) {
         return EBUSY;
     }
+    buffer.bytes.clear();
     free_.push_back(&buffer);
     return 0;
 }
@@ -138,8 +141,8 @@ AudioStatus DeviceAudioQueue::stop() {
 AudioStatus DeviceAudioQueue::dispose() {
     const AudioStatus status = stop();
     if (status == 0) {
-        isDisposed_ = true;
         const std::lock_guard guard(lock_);
+        isDisposed_ = true;
         free_.clear();
         buffers_.clear();
     }

@@ -84,7 +84,7 @@ private:
     std::atomic<std::uint64_t> losses_ = 0;
 
     // The main thread's.
-    bool isDisposed_ = false;
+    bool isDisposed_ = false; // written with lock_ held, for enqueueBuffer()
     std::vector<std::function<void()>> listeners_;
     std::vector<std::unique_ptr<AudioQueueBuffer>> buffers_;
     std::unique_ptr<SoundTap> tap_;

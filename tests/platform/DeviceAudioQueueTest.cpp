@@ -320,12 +320,18 @@ TEST_F(DeviceAudioQueueTest, RefusesEverythingOnceItIsDisposedOf) {
     ASSERT_EQ(queue->dispose(), 0);
 
     AudioQueueBuffer* buffer = nullptr;
+    AudioQueueBuffer other;
+    other.bytes = {1};
+    std::vector<AudioLevelMeter> levels(1);
     AudioStreamDescription format;
     EXPECT_EQ(queue->start(), EBADF);
     EXPECT_EQ(queue->stop(), EBADF);
     EXPECT_EQ(queue->flush(), EBADF);
     EXPECT_EQ(queue->dispose(), EBADF);
     EXPECT_EQ(queue->allocateBuffer(10, buffer), EBADF);
+    EXPECT_EQ(queue->enqueueBuffer(other), EBADF);
+    EXPECT_EQ(other.bytes.size(), 1U); // not touched: one of the queue's own is gone
+    EXPECT_EQ(queue->readLevelMeter(levels), EBADF);
     EXPECT_EQ(queue->readStreamDescription(format), EBADF);
     EXPECT_EQ(queue->setLevelMetering(true), EBADF);
     EXPECT_EQ(queue->addRunningListener([] {}), EBADF);
