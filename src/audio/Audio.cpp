@@ -102,7 +102,7 @@ void Audio::startCapture() {
     enableLevelMetering();
     aqData_.mCurrentPacket = 0;
     aqData_.mIsRunning = true;
-    check(onQueue([](AudioQueue& queue) { return queue.start(); }), "AudioQueueStart failed");
+    checkQueue([](AudioQueue& queue) { return queue.start(); }, "AudioQueueStart failed");
 }
 
 void Audio::setupAudioFormat() {
@@ -128,17 +128,17 @@ void Audio::makeQueue() {
     check(environment_.system.newInput(aqData_.mDataFormat, handler, aqData_.mQueue),
           "AudioQueueNewInput failed");
     // Kept: the words of the line before.
-    check(onQueue([](AudioQueue& queue) {
-              return queue.addRunningListener(MyAudioQueuePropertyListenerProc);
-          }),
-          "AudioQueueNewInput failed");
+    checkQueue(
+        [](AudioQueue& queue) {
+            return queue.addRunningListener(MyAudioQueuePropertyListenerProc);
+        },
+        "AudioQueueNewInput failed");
 }
 
 void Audio::completeFormat() {
     AudioStreamDescription format = aqData_.mDataFormat;
     const auto size = DeriveBufferSize(aqData_.mQueue.get(), format, kBufferSeconds);
-    check(onQueue([&](AudioQueue& queue) { return queue.readStreamDescription(format); }),
-          "AudioQueueGetProperty failed");
+    error_ = onQueue([&](AudioQueue& queue) { return queue.readStreamDescription(format); });
     const std::lock_guard guard(formatLock_);
     aqData_.duration = kBufferSeconds;
     aqData_.bufferByteSize = size;
@@ -148,14 +148,12 @@ void Audio::completeFormat() {
 void Audio::giveBuffers() {
     for (AudioQueueBuffer*& buffer : aqData_.mBuffers) {
         buffer = nullptr;
-        check(onQueue([&](AudioQueue& queue) {
-                  return queue.allocateBuffer(aqData_.bufferByteSize, buffer);
-              }),
-              "AudioQueueAllocateBuffer failed");
-        check(onQueue([&](AudioQueue& queue) {
-                  return buffer ? queue.enqueueBuffer(*buffer) : EINVAL;
-              }),
-              "AudioQueueEnqueueBuffer failed");
+        checkQueue(
+            [&](AudioQueue& queue) { return queue.allocateBuffer(aqData_.bufferByteSize, buffer); },
+            "AudioQueueAllocateBuffer failed");
+        checkQueue(
+            [&](AudioQueue& queue) { return buffer ? queue.enqueueBuffer(*buffer) : EINVAL; },
+            "AudioQueueEnqueueBuffer failed");
     }
 }
 
@@ -249,7 +247,14 @@ void Audio::check(AudioStatus status, const char* operation) {
     CheckError(status, operation);
 }
 
-AudioStatus Audio::onQueue(const std::function<AudioStatus(AudioQueue&)>& call) {
+void Audio::checkQueue(const QueueCall& call, const char* operation) {
+    error_ = onQueue(call);
+    if (aqData_.mQueue) {
+        CheckError(error_, operation);
+    } // else why there is none was told, and two dozen lines would bury it
+}
+
+AudioStatus Audio::onQueue(const QueueCall& call) {
     return aqData_.mQueue ? call(*aqData_.mQueue) : EBADF;
 }
 

@@ -46,7 +46,8 @@ public:
     /// Captures from the default input. One that runs already is stopped before.
     void startCapture();
 
-    /// Stops the capture; harmless when there is none. Waits for no more than one call of the sink.
+    /// Stops the capture; harmless when there is none. What was heard until now is encoded and sent
+    /// before: waits for up to two calls of the sink, and for up to 100 ms for the device.
     void stopCapture();
 
     /// Writes the level of channel 0, 0 to 1, to where the pointers show.
@@ -82,13 +83,17 @@ public:
     static void CheckError(AudioStatus status, const std::string& operation);
 
 private:
+    using QueueCall = std::function<AudioStatus(AudioQueue&)>;
+
     void check(AudioStatus status, const char* operation);
+    /// Makes a call of the queue, and tells when it fails; nothing when there is no queue.
+    void checkQueue(const QueueCall& call, const char* operation);
     void makeQueue();
     void completeFormat();
     void giveBuffers();
     void disposeQueue();
     bool findDevice(const std::string& displayName, AudioSystem::DeviceId& found);
-    [[nodiscard]] AudioStatus onQueue(const std::function<AudioStatus(AudioQueue&)>& call);
+    [[nodiscard]] AudioStatus onQueue(const QueueCall& call);
 
     AudioStatus error_ = 0;
     AQRecorderState aqData_;

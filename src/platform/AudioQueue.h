@@ -104,7 +104,8 @@ public:
     /// Begins to record from the default input.
     [[nodiscard]] virtual AudioStatus start() = 0;
 
-    /// Hands over what there is, full or not.
+    /// Asks for what there is to be handed over, full or not; done at the latest when stop()
+    /// returns.
     [[nodiscard]] virtual AudioStatus flush() = 0;
 
     /// Returns when the handler is not running any more; it is not called again.

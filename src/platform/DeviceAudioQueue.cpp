@@ -1,9 +1,11 @@
 #include "platform/DeviceAudioQueue.h"
 
+#include "platform/Console.h"
 #include "platform/Threads.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <utility>
 
 namespace ovelo {
@@ -13,6 +15,7 @@ namespace {
 constexpr std::size_t kBatch = 2048;                // samples: one AAC packet at half the rate
 constexpr std::size_t kMostHeard = 4 * kSoundRate;  // samples; 4 s behind is too far behind
 constexpr std::uint32_t kLargestBuffer = 1U << 24U; // bytes
+constexpr const char* kNoBuffer = "the buffers do not come back fast enough.";
 
 } // namespace
 
@@ -59,11 +62,14 @@ AudioStatus DeviceAudioQueue::allocateBuffer(std::uint32_t bytes, AudioQueueBuff
 }
 
 AudioStatus DeviceAudioQueue::enqueueBuffer(AudioQueueBuffer& buffer) {
-    buffer.bytes.clear();
     const std::lock_guard guard(lock_);
+    if (isDisposed_) {
+        return EBADF; // the buffer may be gone
+    }
     if (std::find(free_.begin(), free_.end(), &buffer) != free_.end()) {
         return EBUSY;
     }
+    buffer.bytes.clear();
     free_.push_back(&buffer);
     return 0;
 }
@@ -135,8 +141,8 @@ AudioStatus DeviceAudioQueue::stop() {
 AudioStatus DeviceAudioQueue::dispose() {
     const AudioStatus status = stop();
     if (status == 0) {
-        isDisposed_ = true;
         const std::lock_guard guard(lock_);
+        isDisposed_ = true;
         free_.clear();
         buffers_.clear();
     }
@@ -147,21 +153,33 @@ void DeviceAudioQueue::hear(const SoundBlock& block) {
     if (isMetering_) {
         meter_.add(block.samples);
     }
-    bool isEnough = false;
-    {
-        const std::lock_guard guard(lock_);
-        if (heard_.size() + block.samples.size() > kMostHeard) {
-            ++losses_;
-            return;
-        }
-        if (heard_.empty()) {
-            heardSince_ = block.time;
-        }
-        heard_.insert(heard_.end(), block.samples.begin(), block.samples.end());
-        isEnough = heard_.size() >= kBatch;
+    const std::size_t kept = keep(block);
+    if (kept == 0) {
+        lose(isOverrunTold_, "it is not encoded fast enough.");
+        return;
     }
-    if (isEnough) {
+    isOverrunTold_ = false;
+    if (kept >= kBatch) {
         changed_.notify_all();
+    }
+}
+
+std::size_t DeviceAudioQueue::keep(const SoundBlock& block) {
+    const std::lock_guard guard(lock_);
+    if (heard_.size() + block.samples.size() > kMostHeard) {
+        return 0;
+    }
+    if (heard_.empty()) {
+        heardSince_ = block.time;
+    }
+    heard_.insert(heard_.end(), block.samples.begin(), block.samples.end());
+    return heard_.size();
+}
+
+void DeviceAudioQueue::lose(bool& isTold, const char* reason) {
+    ++losses_;
+    if (!std::exchange(isTold, true)) {
+        console::write(std::string("Sound is lost: ") + reason);
     }
 }
 
@@ -195,7 +213,7 @@ void DeviceAudioQueue::encode(const std::vector<std::int16_t>& samples) {
     const bool isEncoded =
         encoder_->encode(samples, [this](std::span<const std::uint8_t> packet) { place(packet); });
     if (!isEncoded) {
-        ++losses_;
+        lose(isLossTold_, "the encoder has failed, until the capture starts anew.");
     }
 }
 
@@ -214,10 +232,15 @@ void DeviceAudioQueue::placeVarying(std::span<const std::uint8_t> packet) {
     if (filling_.buffer && !fits()) {
         handOver();
     }
-    if (!hasBuffer() || !fits()) {
-        ++losses_;
+    if (!hasBuffer()) {
+        lose(isLossTold_, kNoBuffer);
         return;
     }
+    if (!fits()) {
+        lose(isLossTold_, "a packet is larger than a buffer.");
+        return;
+    }
+    isLossTold_ = false;
     auto& bytes = filling_.buffer->bytes;
     filling_.descriptions.push_back(
         {static_cast<std::int64_t>(bytes.size()), static_cast<std::uint32_t>(packet.size())});
@@ -228,9 +251,10 @@ void DeviceAudioQueue::placeVarying(std::span<const std::uint8_t> packet) {
 void DeviceAudioQueue::placeConstant(std::span<const std::uint8_t> packets) {
     while (!packets.empty()) {
         if (!hasBuffer()) {
-            ++losses_;
+            lose(isLossTold_, kNoBuffer);
             return;
         }
+        isLossTold_ = false;
         auto& bytes = filling_.buffer->bytes;
         const std::size_t room =
             (filling_.buffer->capacity - bytes.size()) / format_.mBytesPerPacket;

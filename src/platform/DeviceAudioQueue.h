@@ -5,6 +5,7 @@
 #include "platform/SoundEncoder.h"
 #include "platform/SoundMeter.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -20,7 +21,8 @@ namespace ovelo {
 /// An audio queue on a tap of a capture device.
 ///
 /// The device's thread meters and stores what it hears; the queue's own thread encodes it, eight
-/// times a second, and fills the buffers.
+/// times a second, and fills the buffers. Sound that is lost is told on standard error, once for each
+/// stretch of it.
 class DeviceAudioQueue final : public AudioQueue {
 public:
     using TapMaker = std::function<std::unique_ptr<SoundTap>(CaptureDevice::SoundHandler)>;
@@ -60,6 +62,8 @@ private:
     };
 
     void hear(const SoundBlock& block);
+    /// return  how many samples wait to be encoded; 0 when there is no room for the block
+    std::size_t keep(const SoundBlock& block);
     void run(const std::stop_token& stop);
     void encode(const std::vector<std::int16_t>& samples);
     void place(std::span<const std::uint8_t> packet);
@@ -67,6 +71,7 @@ private:
     void placeConstant(std::span<const std::uint8_t> packets);
     bool hasBuffer();
     void handOver();
+    void lose(bool& isTold, const char* reason);
     void tellRunning() const;
     [[nodiscard]] bool isVarying() const { return format_.mBytesPerPacket == 0; }
 
@@ -79,14 +84,18 @@ private:
     std::atomic<std::uint64_t> losses_ = 0;
 
     // The main thread's.
-    bool isDisposed_ = false;
+    bool isDisposed_ = false; // written with lock_ held, for enqueueBuffer()
     std::vector<std::function<void()>> listeners_;
     std::vector<std::unique_ptr<AudioQueueBuffer>> buffers_;
     std::unique_ptr<SoundTap> tap_;
 
+    // The device's thread's.
+    bool isOverrunTold_ = false; // within this stretch of lost sound
+
     // The queue's thread's.
     Filling filling_;
-    TimePoint batchStart_; // when what is being encoded was heard
+    TimePoint batchStart_;    // when what is being encoded was heard
+    bool isLossTold_ = false; // within this stretch of lost sound
 
     // Guarded by lock_, a leaf.
     std::mutex lock_;

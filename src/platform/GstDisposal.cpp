@@ -7,13 +7,22 @@
 
 namespace ovelo {
 
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 500ms; // for all of them together
+constexpr auto kTurn = 50ms;
+
+} // namespace
+
 GstDisposal::GstDisposal() = default;
 
 GstDisposal::~GstDisposal() {
-    constexpr std::chrono::milliseconds kPatience{100};
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
     for (const auto& run : runs_) {
         // Again and again, for one may have come before there was anything to interrupt.
-        while (!run->waitUntilEnded(kPatience)) {
+        while (!run->waitUntilEnded(kTurn) && std::chrono::steady_clock::now() < deadline) {
             run->interrupt();
         }
     }

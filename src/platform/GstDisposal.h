@@ -8,10 +8,11 @@ namespace ovelo {
 class GstVideoRun;
 
 /// Where runs end that would not end at once: a dead network source may take its time to let go,
-/// and nobody should wait for it but the end of the program.
+/// and nobody should wait for it but the end of the program, and that not for long.
 ///
 /// thread    main
-/// lifetime  shared by all devices; the last one waits for what is left
+/// lifetime  shared by all devices; the last one waits for half a second for what is left. A run
+///           that a hung server holds longer is left behind in the library, see GstVideoRun
 class GstDisposal final {
 public:
     GstDisposal();

@@ -63,6 +63,9 @@ bool SoundEncoder::isKnown(const AudioStreamDescription& format) {
 
 Result<std::unique_ptr<SoundEncoder>> SoundEncoder::create(const AudioStreamDescription& format) {
     GstRuntime::begin();
+    if (!isInstalled("audioconvert") || !isInstalled("audioresample")) {
+        return Failure{"Sound cannot be encoded: install the package gstreamer1.0-plugins-base."};
+    }
     if (format.mFormatID == kAudioFormatPcm) {
         return GstSoundEncoder::build(resampledTo(format.mSampleRate), true);
     }

@@ -133,8 +133,7 @@ void GstStreamLinks::link(GstPad* pad) {
     if (isSound != ends_.takesPictures) {
         linkFront(pad);
     } else if (isSound && ends_.sound && !hasSound_) {
-        hasSound_ = true;
-        linkSound(pad);
+        hasSound_ = linkSound(pad);
     }
 }
 
@@ -161,17 +160,21 @@ void GstStreamLinks::linkFront(GstPad* pad) {
     }
 }
 
-void GstStreamLinks::linkSound(GstPad* pad) {
+bool GstStreamLinks::linkSound(GstPad* pad) {
     if (!isIn(pad, ends_.pipeline)) {
         pad = exposed(pad, ends_.pipeline);
     }
-    GstElement* branch = pad ? makeSoundBranch(ends_.sound, ends_.isPaced) : nullptr;
+    if (!pad) {
+        return false;
+    }
+    GstElement* branch = makeSoundBranch(ends_.sound, ends_.isPaced);
     if (!branch) {
-        return; // pictures without sound are better than nothing
+        return false; // pictures without sound are better than nothing
     }
     gst_bin_add(GST_BIN(ends_.pipeline), branch);
     linkTo(branch, pad);
     gst_element_sync_state_with_parent(branch);
+    return true;
 }
 
 } // namespace ovelo

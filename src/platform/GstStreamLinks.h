@@ -43,7 +43,8 @@ public:
 
 private:
     void linkFront(GstPad* pad);
-    void linkSound(GstPad* pad);
+    /// return  false when it cannot be: another stream may do
+    bool linkSound(GstPad* pad);
 
     const Ends ends_;
     bool hasSound_ = false; // streams appear one after the other

@@ -3,12 +3,8 @@
 #include "platform/GstVideoPipeline.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -26,7 +22,9 @@ struct GstPatience {
 /// One stretch of delivery, from a device's start to its stop, on a thread of its own: plays the
 /// pipeline, starts a file again at its end, and a network stream again when it dropped.
 ///
-/// thread  main; the listeners are called on the run's thread
+/// thread    main; the listeners are called on the run's thread
+/// lifetime  what the thread works on is shared with it: a library that does not let go of it keeps
+///           it, but nobody else
 class GstVideoRun final {
 public:
     struct Environment {
@@ -44,7 +42,8 @@ public:
     GstVideoRun(Environment environment, std::unique_ptr<GstVideoPipeline> pipeline,
                 GstOutlets outlets);
 
-    /// Waits for the thread.
+    /// Asks the thread to end, and does not wait for one that cannot: it is left behind in the
+    /// library, calls no listener any more, and ends when the library lets go of it.
     ~GstVideoRun();
     GstVideoRun(const GstVideoRun&) = delete;
     GstVideoRun& operator=(const GstVideoRun&) = delete;
@@ -62,41 +61,10 @@ public:
     std::unique_ptr<GstVideoPipeline> takePipeline();
 
 private:
-    using TimePoint = std::chrono::steady_clock::time_point;
+    class Loop; // shared with the thread, which may have to be left behind in the library
 
-    [[nodiscard]] bool isSoundAlone() const { return outlets_.pictures == nullptr; }
-    void run(const std::stop_token& stop);
-    /// These tell why it is over; nothing when it is not, or when it was asked to stop.
-    std::optional<std::string> preparePipeline();
-    std::optional<std::string> play(const std::stop_token& stop);
-    std::optional<std::string> take(const PipelineEvent& event, const std::stop_token& stop);
-    std::optional<std::string> startFileAgain(bool seamless, const std::stop_token& stop);
-    [[nodiscard]] TimePoint nextCheck() const;
-    bool hasStalled();
-    void pauseAfter(const std::string& reason, const std::stop_token& stop);
-    void wait(std::chrono::milliseconds time, const std::stop_token& stop);
-    void setPipeline(std::unique_ptr<GstVideoPipeline> pipeline);
-    void finish();
-
-    const Environment environment_;
-    const GstOutlets outlets_;
-
-    // The thread's own.
-    std::chrono::milliseconds pause_;
-    std::uint64_t seenPictures_ = 0;
-    TimePoint lastProgress_;
-    std::optional<TimePoint> flowingSince_;
-    std::uint64_t lapBegan_ = 0; // pictures when the file was last started
-    bool mustRebuild_ = false;   // a file ended that starts again only as a new pipeline
-
-    // Guarded by lock_, a leaf.
-    std::mutex lock_;
-    std::condition_variable_any changed_;
-    std::unique_ptr<GstVideoPipeline>
-        pipeline_; // written by the thread alone, which reads it without the lock
-    bool hasEnded_ = false;
-
-    std::jthread thread_; // last: begins when all of the above is there
+    const std::shared_ptr<Loop> loop_;
+    std::jthread thread_;
 };
 
 } // namespace ovelo

@@ -12,7 +12,8 @@
 
 namespace ovelo {
 
-/// Cuts sound into blocks of 40 ms, whatever pieces it comes in, and smooths their times.
+/// Cuts sound into blocks of 40 ms, whatever pieces it comes in, and smooths their times. The last
+/// block before a gap may be shorter.
 ///
 /// The time of a piece says when it was heard, but not to the millisecond: it depends on when
 /// somebody had time to look. The times of the blocks go on with the number of samples and are

@@ -36,8 +36,16 @@ void SoundTaps::insert(const Tap& tap) {
         const std::lock_guard guard(lock_);
         taps_.push_back(&tap);
     }
-    if (!isHeard_.exchange(true) && changed_) {
-        changed_();
+    try {
+        if (!isHeard_.exchange(true) && changed_) {
+            changed_();
+        }
+    } catch (...) {
+        // It will not come to be, and nobody would remove it. Who listens hears of the exception.
+        const std::lock_guard guard(lock_);
+        std::erase(taps_, &tap);
+        isHeard_ = !taps_.empty();
+        throw;
     }
 }
 

@@ -75,7 +75,8 @@ protected:
         auto selected = device(name);
         EXPECT_TRUE(selected) << name;
         if (selected) {
-            EXPECT_FALSE(selected->open());
+            const auto failure = selected->open();
+            EXPECT_FALSE(failure) << failure->text;
             audio->setAudioInputDevice(name);
         }
         return selected;

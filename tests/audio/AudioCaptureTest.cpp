@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -19,6 +20,15 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
+
+/// How many threads of this process have a name.
+std::size_t threadsNamed(const std::string& name) {
+    std::size_t count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        count += readFile(task.path() / "comm") == name + "\n" ? 1 : 0;
+    }
+    return count;
+}
 
 class AudioCaptureTest : public AudioCaptureFixture {};
 
@@ -101,8 +111,8 @@ TEST_F(AudioCaptureTest, TellsWhichPackageIsMissingAndStillSendsSamples) {
     testing::internal::CaptureStderr();
     const auto selected = select("Sweep");
     const std::string text = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(text, HasSubstr("install the package gstreamer1.0-plugins-bad or "
-                                "gstreamer1.0-libav.\nError: AudioQueueNewInput failed (95)\n"));
+    EXPECT_EQ(text, "Sound cannot be encoded: install the package gstreamer1.0-plugins-bad or "
+                    "gstreamer1.0-libav.\nError: AudioQueueNewInput failed (95)\n");
     EXPECT_EQ(level(), 0.0F);
 
     audio->setAudioFormat(0);
@@ -247,6 +257,77 @@ TEST_F(AudioCapturePulseTest, IsToldThatTheSoundServerEnded) {
     selected->close();
     audio->stopCapture();
     EXPECT_LT(std::chrono::steady_clock::now() - began, 1s);
+}
+
+/// One that hangs, so that no call that needs its answer comes back.
+class AudioCaptureHungServerTest : public AudioCapturePulseTest {
+protected:
+    /// Ends everything as the program does. return: how long that takes
+    std::chrono::milliseconds end(CaptureDevicePointer selected) {
+        const auto began = std::chrono::steady_clock::now();
+        selected->close();
+        selected.reset();
+        audio->stopCapture();
+        audio.reset();
+        system.reset();
+        devices.reset();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - began);
+    }
+    /// What was left behind ends with the server.
+    bool endsWithTheServer() {
+        server->kill();
+        return serveUntil([] { return threadsNamed("sound control") == 0; }, 10s);
+    }
+};
+
+TEST_F(AudioCaptureHungServerTest, EndsSoonWhileAMicrophoneIsHeard) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    auto selected = select("Test Microphone");
+    play();
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+
+    server->hang();
+
+    EXPECT_LT(end(std::move(selected)), 3s);
+    EXPECT_TRUE(endsWithTheServer());
+}
+
+TEST_F(AudioCaptureHungServerTest, EndsSoonWhileAMicrophoneIsBeingConnected) {
+    ASSERT_TRUE(server->plugIn("vmic", "Test\\ Microphone"));
+    begin();
+    ASSERT_TRUE(serveUntil([&] { return device("Test Microphone") != nullptr; }, 10s));
+    server->hang();
+    auto selected = select("Test Microphone");
+    serveUntil([] { return false; }, 300ms); // no condition tells that it waits
+
+    EXPECT_LT(end(std::move(selected)), 3s);
+    EXPECT_TRUE(endsWithTheServer());
+}
+
+TEST_F(AudioCaptureHungServerTest, EndsSoonWhileADescribedSourceIsHeard) {
+    settings.setArray("captureSources", {"a|Described|pulsesrc"});
+    begin();
+    auto selected = select("Described");
+    play();
+    ASSERT_TRUE(serveUntil([&] { return level() > 0.1F; }));
+    server->hang();
+
+    EXPECT_LT(end(std::move(selected)), 3s);
+    EXPECT_TRUE(endsWithTheServer());
+}
+
+TEST_F(AudioCaptureHungServerTest, EndsSoonWhileADescribedSourceIsBeingConnected) {
+    settings.setArray("captureSources", {"a|Described|pulsesrc"});
+    begin();
+    server->hang();
+    auto selected = select("Described");
+    serveUntil([] { return false; }, 300ms);
+
+    EXPECT_LT(end(std::move(selected)), 3s);
+    EXPECT_TRUE(endsWithTheServer());
 }
 
 } // namespace

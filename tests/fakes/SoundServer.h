@@ -50,6 +50,10 @@ public:
 
     void end() { server_->signal(SIGTERM); }
 
+    /// Accepts from now on, and answers nobody.
+    void hang() { server_->signal(SIGSTOP); }
+    void kill() { server_->kill(); }
+
 private:
     [[nodiscard]] static bool control(const std::string& words) {
         return std::system(("pactl " + words + " >/dev/null 2>&1").c_str()) == 0;

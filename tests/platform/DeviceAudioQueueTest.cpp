@@ -6,8 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <future>
+#include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 namespace ovelo {
@@ -35,6 +39,35 @@ private:
     std::uint8_t next_ = 0;
 };
 
+/// Gives nothing any more.
+class FailedEncoder final : public SoundEncoder {
+public:
+    bool encode(std::span<const std::int16_t> /*samples*/, const PacketTaker& /*take*/) override {
+        return false;
+    }
+};
+
+/// Takes its time, until it is told to go on.
+class WaitingEncoder final : public SoundEncoder {
+public:
+    struct Control {
+        std::atomic<bool> hasBegun = false;
+        std::promise<void> goOn;
+        std::shared_future<void> mayGoOn = goOn.get_future().share();
+    };
+
+    explicit WaitingEncoder(Control& control) : control_(control) {}
+
+    bool encode(std::span<const std::int16_t> /*samples*/, const PacketTaker& /*take*/) override {
+        control_.hasBegun = true;
+        control_.mayGoOn.wait();
+        return true;
+    }
+
+private:
+    Control& control_;
+};
+
 struct Delivered {
     std::vector<std::uint8_t> bytes;
     std::uint32_t packets = 0;
@@ -45,11 +78,15 @@ class DeviceAudioQueueTest : public testing::Test {
 protected:
     /// format  0 bytes a packet: AAC's way
     void make(std::uint32_t bytesPerPacket, std::size_t encodedSize, bool giveBack = true) {
+        make(bytesPerPacket, std::make_unique<CountingEncoder>(encodedSize), giveBack);
+    }
+    void make(std::uint32_t bytesPerPacket, std::unique_ptr<SoundEncoder> encoder,
+              bool giveBack = true) {
         AudioStreamDescription format;
         format.mBytesPerPacket = bytesPerPacket;
         format.mChannelsPerFrame = 1;
         queue = std::make_unique<DeviceAudioQueue>(
-            DeviceAudioQueue::Parts{format, std::make_unique<CountingEncoder>(encodedSize),
+            DeviceAudioQueue::Parts{format, std::move(encoder),
                                     [this](CaptureDevice::SoundHandler handler) {
                                         return hasDevice ? taps->add(std::move(handler)) : nullptr;
                                     },
@@ -141,11 +178,14 @@ TEST_F(DeviceAudioQueueTest, HandsABufferOfSamplesOverWhenItIsFull) {
 TEST_F(DeviceAudioQueueTest, LosesSoundOnlyWhileThereIsNoBuffer) {
     make(0, 300, false);
     giveBuffers(2, 1000);
+    testing::internal::CaptureStderr();
     ASSERT_EQ(queue->start(), 0);
     ASSERT_TRUE(eventually([&] {
         hearBatch();
         return queue->losses() > 2;
     }));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Sound is lost: the buffers do not come back fast enough.\n");
     EXPECT_EQ(count(), 2U);
 
     giveBuffers(1, 1000);
@@ -153,6 +193,63 @@ TEST_F(DeviceAudioQueueTest, LosesSoundOnlyWhileThereIsNoBuffer) {
         hearBatch();
         return count() >= 3;
     }));
+}
+
+TEST_F(DeviceAudioQueueTest, TellsOfEachStretchOfLostSoundOnce) {
+    make(2, 300, false);
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(queue->start(), 0);
+    for (int stretch = 0; stretch < 2; ++stretch) {
+        const auto before = queue->losses();
+        ASSERT_TRUE(eventually([&] {
+            hearBatch();
+            return queue->losses() > before + 2;
+        }));
+        giveBuffers(1, 1000);
+        const auto already = count();
+        ASSERT_TRUE(eventually([&] {
+            hearBatch();
+            return count() > already;
+        }));
+    }
+    ASSERT_EQ(queue->stop(), 0);
+
+    const std::string line = "Sound is lost: the buffers do not come back fast enough.\n";
+    const std::string text = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(text == line + line || text == line + line + line)
+        << text; // or a third, at the end
+}
+
+TEST_F(DeviceAudioQueueTest, TellsOnceThatItsEncoderHasFailed) {
+    make(0, std::make_unique<FailedEncoder>());
+    giveBuffers(2, 1000);
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(queue->start(), 0);
+    EXPECT_TRUE(eventually([&] {
+        hearBatch();
+        return queue->losses() > 2;
+    }));
+    ASSERT_EQ(queue->stop(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Sound is lost: the encoder has failed, until the capture starts anew.\n");
+}
+
+TEST_F(DeviceAudioQueueTest, LosesWhatIsTooFarBehindAndTellsItOnce) {
+    WaitingEncoder::Control encoder;
+    make(0, std::make_unique<WaitingEncoder>(encoder));
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(queue->start(), 0);
+    hearBatch();
+    const bool hasBegun = eventually([&] { return encoder.hasBegun.load(); });
+    for (int i = 0; i < 40; ++i) { // five seconds
+        hearBatch();
+    }
+    encoder.goOn.set_value();
+    ASSERT_EQ(queue->stop(), 0);
+    EXPECT_TRUE(hasBegun);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Sound is lost: it is not encoded fast enough.\n");
+    EXPECT_GT(queue->losses(), 5U);
 }
 
 TEST_F(DeviceAudioQueueTest, LosesAPacketThatIsTooLargeForAnyBuffer) {
@@ -223,12 +320,18 @@ TEST_F(DeviceAudioQueueTest, RefusesEverythingOnceItIsDisposedOf) {
     ASSERT_EQ(queue->dispose(), 0);
 
     AudioQueueBuffer* buffer = nullptr;
+    AudioQueueBuffer other;
+    other.bytes = {1};
+    std::vector<AudioLevelMeter> levels(1);
     AudioStreamDescription format;
     EXPECT_EQ(queue->start(), EBADF);
     EXPECT_EQ(queue->stop(), EBADF);
     EXPECT_EQ(queue->flush(), EBADF);
     EXPECT_EQ(queue->dispose(), EBADF);
     EXPECT_EQ(queue->allocateBuffer(10, buffer), EBADF);
+    EXPECT_EQ(queue->enqueueBuffer(other), EBADF);
+    EXPECT_EQ(other.bytes.size(), 1U); // not touched: one of the queue's own is gone
+    EXPECT_EQ(queue->readLevelMeter(levels), EBADF);
     EXPECT_EQ(queue->readStreamDescription(format), EBADF);
     EXPECT_EQ(queue->setLevelMetering(true), EBADF);
     EXPECT_EQ(queue->addRunningListener([] {}), EBADF);

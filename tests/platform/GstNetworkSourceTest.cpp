@@ -245,6 +245,22 @@ TEST_P(GstRtspSourceTest, TakesAFrozenCameraForDroppedAndStopsAtOnce) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, 300ms);
 }
 
+TEST_P(GstRtspSourceTest, HoldsUpTheEndForHalfASecondAtMostWhenTheCameraIsFrozen) {
+    const auto port = freePort();
+    const auto server = serve(port);
+    auto playing = started(fmt::format("{}://127.0.0.1:{}/cam", GetParam(), port));
+    ASSERT_TRUE(watcher.waitFor(3));
+    server->signal(SIGSTOP);
+    auto connecting = started(fmt::format("{}://127.0.0.1:{}/cam", GetParam(), port));
+    serveFor(200ms); // no condition tells that it waits
+
+    const auto before = std::chrono::steady_clock::now();
+    playing.reset();
+    connecting.reset();
+    disposal.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
+}
+
 TEST_P(GstRtspSourceTest, StopsAtOnceWhilePicturesFlow) {
     const auto port = freePort();
     const auto server = serve(port);

@@ -119,6 +119,24 @@ TEST_F(SoundEncoderTest, NamesThePackagesWhenNoEncoderIsInstalled) {
     }
 }
 
+TEST_F(SoundEncoderTest, NamesThePackageOfWhatEveryFormatNeeds) {
+    ASSERT_TRUE(SoundEncoder::create(pcm()));
+    GstRegistry* registry = gst_registry_get();
+    for (const char* name : {"audioresample", "audioconvert"}) {
+        GstPluginFeature* feature = gst_registry_lookup_feature(registry, name);
+        ASSERT_NE(feature, nullptr);
+        gst_registry_remove_feature(registry, feature);
+        for (const auto& format : {pcm(), aac()}) {
+            const auto encoder = SoundEncoder::create(format);
+            ASSERT_FALSE(encoder) << name;
+            EXPECT_EQ(encoder.error(),
+                      "Sound cannot be encoded: install the package gstreamer1.0-plugins-base.");
+        }
+        gst_registry_add_feature(registry, feature);
+        gst_object_unref(feature);
+    }
+}
+
 TEST_F(SoundEncoderTest, DoesWithTheOtherEncoder) {
     ASSERT_TRUE(SoundEncoder::create(aac()));
     GstRegistry* registry = gst_registry_get();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <thread>
 
 namespace ovelo {
@@ -56,6 +57,18 @@ TEST_F(SoundTapsTest, LeavesATapAloneAfterItsEndWhileSoundFlows) {
     }
     isOver = true;
     source.join();
+}
+
+TEST_F(SoundTapsTest, ForgetsATapThatCouldNotBeAdded) {
+    taps->watch([] { throw std::runtime_error("no thread can be started"); });
+    EXPECT_THROW(static_cast<void>(taps->add([](const SoundBlock&) { FAIL(); })),
+                 std::runtime_error);
+    EXPECT_FALSE(taps->isHeard());
+    deliver();
+
+    taps->watch(nullptr);
+    const auto tap = taps->add([](const SoundBlock&) {});
+    EXPECT_TRUE(taps->isHeard());
 }
 
 TEST_F(SoundTapsTest, LetsATapOutliveItsDevice) {
