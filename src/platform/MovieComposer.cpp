@@ -49,17 +49,13 @@ std::chrono::nanoseconds fromTicks(std::int64_t ticks) {
 MovieComposer::MovieComposer(Parts parts, Steady begun)
     : parts_(std::move(parts))
     , begun_(begun)
+    , timeline_(begun, parts_.sound.delay % kSoundPacketSamples)
     , toDiscard_(parts_.sound.delay / kSoundPacketSamples) {
-}
-
-void MovieComposer::begin(Steady zero) {
-    zero_ = zero;
-    timeline_.emplace(zero, parts_.sound.delay % kSoundPacketSamples);
 }
 
 std::int64_t MovieComposer::ticks(Steady moment) const {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, kPictureTimescale>>;
-    return std::chrono::round<Ticks>(moment - *zero_).count();
+    return std::chrono::round<Ticks>(moment - begun_).count();
 }
 
 std::chrono::milliseconds MovieComposer::duration() const {
@@ -68,18 +64,10 @@ std::chrono::milliseconds MovieComposer::duration() const {
 }
 
 void MovieComposer::take(const MovieInbox::Batch& batch, Steady now) {
-    if (!zero_ && (!batch.pictures.empty() || !batch.sounds.empty())) {
-        const Steady picture = batch.pictures.empty() ? now : batch.pictures.front().time;
-        const Steady sound = batch.sounds.empty() ? now : batch.sounds.front().time;
-        begin(std::min({picture, sound, now}));
-    }
-    if (!zero_) {
-        return;
-    }
     for (const auto& sound : batch.sounds) {
-        timeline_->take({sound.samples, sound.time});
+        timeline_.take({sound.samples, sound.time});
     }
-    timeline_->advanceTo(now - kSoundLatency);
+    timeline_.advanceTo(now - kSoundLatency);
     encodeSound();
     for (const auto& picture : batch.pictures) {
         takePicture(picture.frame, picture.time);
@@ -89,7 +77,7 @@ void MovieComposer::take(const MovieInbox::Batch& batch, Steady now) {
 }
 
 void MovieComposer::standIn(Steady now) {
-    if (now - (last_ ? lastTime_ : *zero_) >= kStandIn) {
+    if (now - (last_ ? lastTime_ : begun_) >= kStandIn) {
         takePicture(last_ ? *last_ : blackFrame(), now);
     }
 }
@@ -139,7 +127,7 @@ void MovieComposer::beginFile(const std::vector<std::uint8_t>& pictureConfig) {
 }
 
 void MovieComposer::encodeSound() {
-    while (const auto block = timeline_->next()) {
+    while (const auto block = timeline_.next()) {
         silentRun_ = block->isFilling ? silentRun_ + 1 : 0;
         // A packet holds a part of the blocks before it: silence begins when they are silent, too.
         const std::size_t lead = parts_.sound.delay / kSoundPacketSamples + 2;
@@ -187,18 +175,15 @@ void MovieComposer::addSound(std::vector<std::uint8_t> packet) {
 }
 
 void MovieComposer::finish(Steady end) {
-    if (!zero_) {
-        begin(begun_);
-    }
     if (!last_) {
-        takePicture(blackFrame(), *zero_);
+        takePicture(blackFrame(), begun_);
     }
     const std::int64_t endTicks = std::max(ticks(end), lastTicks_ + 1);
     drainRest();
     finishSound(endTicks);
     lastTicks_ = endTicks;
     if (writer_) {
-        writer_->finish(endTicks, timeline_->hasSound());
+        writer_->finish(endTicks, timeline_.hasSound());
     } else if (!failure_) {
         failure_ = Failure{"The encoder of pictures gave nothing."};
     }
@@ -225,7 +210,7 @@ void MovieComposer::finishSound(std::int64_t end) {
     constexpr auto kPacket = static_cast<std::int64_t>(kSoundPacketSamples);
     const std::int64_t samples = end * kSoundRate / kPictureTimescale;
     const std::int64_t packets = (samples + kPacket - 1) / kPacket;
-    timeline_->advanceToPosition(packets * kPacket + static_cast<std::int64_t>(parts_.sound.delay));
+    timeline_.advanceToPosition(packets * kPacket + static_cast<std::int64_t>(parts_.sound.delay));
     mostSoundPackets_ = packets;
     encodeSound();
     parts_.sound.encoder->end();
