@@ -19,8 +19,6 @@ constexpr auto kStandIn = 2s;
 // Sound comes late, by its block's length and by the way through the sound server.
 constexpr auto kSoundLatency = 500ms;
 
-constexpr std::chrono::milliseconds kPatience{2000};
-
 // LC, 16 kHz, one channel (ISO 14496-3, 1.6.2.1).
 constexpr std::array<std::uint8_t, 2> kSoundConfig = {0x14, 0x08};
 
@@ -83,16 +81,14 @@ void MovieComposer::standIn(Steady now) {
 }
 
 void MovieComposer::takePicture(const VideoFrame& frame, Steady time) {
+    if (!waitForEncoder()) {
+        return;
+    }
     // The first one stands from the beginning.
     const std::int64_t start = lastTicks_ < 0 ? 0 : std::max(ticks(time), lastTicks_ + 1);
     const bool wantKey = lastTicks_ < 0 || start - lastKey_ >= kKeyTicks;
     if (wantKey) {
         lastKey_ = start;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (parts_.pictures->pending() >= kInFlight && !failure() &&
-           std::chrono::steady_clock::now() < deadline) {
-        drainPictures(50ms);
     }
     parts_.pictures->push(frame, fromTicks(start), start, wantKey);
     last_ = frame;
@@ -100,8 +96,25 @@ void MovieComposer::takePicture(const VideoFrame& frame, Steady time) {
     lastTicks_ = start;
 }
 
+/// Waits until the encoder may get another picture. An encoder that hangs is waited for once.
+bool MovieComposer::waitForEncoder() {
+    const auto deadline = std::chrono::steady_clock::now() + parts_.patience;
+    while (!failure() && parts_.pictures->pending() >= kInFlight) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            failure_ = Failure{"The encoder does not answer."};
+        } else {
+            drainPictures(50ms);
+        }
+    }
+    return !failure();
+}
+
 void MovieComposer::drainPictures(std::chrono::nanoseconds patience) {
-    while (const auto packet = parts_.pictures->pull(patience)) {
+    while (!failure_) {
+        const auto packet = parts_.pictures->pull(patience);
+        if (!packet) {
+            return;
+        }
         writePicture(*packet);
         patience = 0s;
     }
@@ -110,7 +123,12 @@ void MovieComposer::drainPictures(std::chrono::nanoseconds patience) {
 void MovieComposer::writePicture(const EncodedPacket& packet) {
     const bool isH264 = parts_.codec == PictureCodec::H264;
     if (!writer_) {
-        beginFile(isH264 ? h264::configuration(packet.bytes) : parts_.pictures->config());
+        const auto config = isH264 ? h264::configuration(packet.bytes) : parts_.pictures->config();
+        if (config.empty()) {
+            failure_ = Failure{"The encoder does not tell how its pictures are decoded."};
+            return;
+        }
+        beginFile(config);
     }
     writer_->addPicture(isH264 ? h264::sample(packet.bytes) : packet.bytes, packet.label,
                         packet.isKey);
@@ -196,10 +214,10 @@ void MovieComposer::drainRest() {
     bool isTold = false;
     while (parts_.pictures->pending() > 0 && !failure()) {
         const auto waited = std::chrono::steady_clock::now() - begun;
-        if (waited > kPatience) {
+        if (waited > parts_.patience) {
             return;
         }
-        if (waited > kPatience / 4 && !std::exchange(isTold, true)) {
+        if (waited > parts_.patience / 4 && !std::exchange(isTold, true)) {
             parts_.pictures->end();
         }
         drainPictures(20ms);
@@ -214,7 +232,7 @@ void MovieComposer::finishSound(std::int64_t end) {
     mostSoundPackets_ = packets;
     encodeSound();
     parts_.sound.encoder->end();
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto deadline = std::chrono::steady_clock::now() + parts_.patience;
     while (!blocks_.empty() && !soundFailure() && std::chrono::steady_clock::now() < deadline) {
         drainSound(100ms);
     }

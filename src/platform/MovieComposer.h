@@ -27,8 +27,9 @@ public:
         PictureCodec codec = PictureCodec::H264;
         std::unique_ptr<GstEncoder> pictures;
         movieencoders::Sound sound;
-        FileDescriptor file;        // empty
-        std::int64_t createdAt = 0; // seconds since 1970
+        FileDescriptor file;                      // empty
+        std::int64_t createdAt = 0;               // seconds since 1970
+        std::chrono::milliseconds patience{2000}; // with an encoder that does not answer
     };
 
     /// begun  where the movie's time begins, whatever comes and when
@@ -51,6 +52,7 @@ public:
 
 private:
     void takePicture(const VideoFrame& frame, Steady time);
+    [[nodiscard]] bool waitForEncoder();
     void standIn(Steady now);
     void drainPictures(std::chrono::nanoseconds patience);
     void drainRest();
