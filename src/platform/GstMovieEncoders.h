@@ -7,7 +7,7 @@ namespace ovelo {
 
 /// Makes the encoders of movies from what is installed.
 ///
-/// errors  no encoder: says which Debian package brings one
+/// errors  no encoder works: says which Debian packages bring one
 /// thread  any
 namespace movieencoders {
 
