@@ -21,7 +21,7 @@ struct Sound {
     bool givesAtOnce = false; // each packet comes out before the next block goes in
 };
 
-/// Takes blocks of kSoundPacketSamples.
+/// Takes blocks of kAacPacketSamples.
 [[nodiscard]] Result<Sound> sound();
 
 } // namespace movieencoders

@@ -1,5 +1,6 @@
 #include "platform/MovieComposer.h"
 
+#include "platform/AacConfiguration.h"
 #include "platform/H264Stream.h"
 
 #include <algorithm>
@@ -18,9 +19,6 @@ constexpr auto kStandIn = 2s;
 
 // Sound comes late, by its block's length and by the way through the sound server.
 constexpr auto kSoundLatency = 500ms;
-
-// LC, 16 kHz, one channel (ISO 14496-3, 1.6.2.1).
-constexpr std::array<std::uint8_t, 2> kSoundConfig = {0x14, 0x08};
 
 // A whole packet without a sound in it: one channel of no bands at no gain, and the end mark.
 constexpr std::array<std::uint8_t, 4> kSilentPacket = {0x00, 0x00, 0x00, 0x07};
@@ -47,8 +45,8 @@ std::chrono::nanoseconds fromTicks(std::int64_t ticks) {
 MovieComposer::MovieComposer(Parts parts, Steady begun)
     : parts_(std::move(parts))
     , begun_(begun)
-    , timeline_(begun, parts_.sound.delay % kSoundPacketSamples)
-    , toDiscard_(parts_.sound.delay / kSoundPacketSamples) {
+    , timeline_(begun, parts_.sound.delay % kAacPacketSamples)
+    , toDiscard_(parts_.sound.delay / kAacPacketSamples) {
 }
 
 std::int64_t MovieComposer::ticks(Steady moment) const {
@@ -135,10 +133,10 @@ void MovieComposer::writePicture(const EncodedPacket& packet) {
 }
 
 void MovieComposer::beginFile(const std::vector<std::uint8_t>& pictureConfig) {
-    writer_.emplace(std::move(parts_.file),
-                    MovieFileWriter::Format{
-                        parts_.codec, pictureConfig, {kSoundConfig.begin(), kSoundConfig.end()}},
-                    parts_.createdAt);
+    writer_.emplace(
+        std::move(parts_.file),
+        MovieFileWriter::Format{parts_.codec, pictureConfig, aacConfiguration(kSoundRate, 1)},
+        parts_.createdAt);
     for (const auto& sound : std::exchange(early_, {})) {
         writer_->addSound(sound);
     }
@@ -148,12 +146,12 @@ void MovieComposer::encodeSound() {
     while (const auto block = timeline_.next()) {
         silentRun_ = block->isFilling ? silentRun_ + 1 : 0;
         // A packet holds a part of the blocks before it: silence begins when they are silent, too.
-        const std::size_t lead = parts_.sound.delay / kSoundPacketSamples + 2;
+        const std::size_t lead = parts_.sound.delay / kAacPacketSamples + 2;
         const bool isSilent = soundFailure_ || (parts_.sound.givesAtOnce && silentRun_ > lead);
         blocks_.push_back(isSilent ? Block::Silent : Block::Encoded);
         if (!isSilent) {
             const std::int64_t samples =
-                encodedBlocks_++ * static_cast<std::int64_t>(kSoundPacketSamples);
+                encodedBlocks_++ * static_cast<std::int64_t>(kAacPacketSamples);
             parts_.sound.encoder->push(
                 block->samples, std::chrono::nanoseconds(samples * 1000000000 / kSoundRate), 0);
         }
@@ -225,7 +223,7 @@ void MovieComposer::drainRest() {
 }
 
 void MovieComposer::finishSound(std::int64_t end) {
-    constexpr auto kPacket = static_cast<std::int64_t>(kSoundPacketSamples);
+    constexpr auto kPacket = static_cast<std::int64_t>(kAacPacketSamples);
     const std::int64_t samples = end * kSoundRate / kPictureTimescale;
     const std::int64_t packets = (samples + kPacket - 1) / kPacket;
     timeline_.advanceToPosition(packets * kPacket + static_cast<std::int64_t>(parts_.sound.delay));

@@ -1,6 +1,7 @@
 #include "platform/MovieFileWriter.h"
 
 #include "fakes/TemporaryFolder.h"
+#include "platform/AacConfiguration.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -166,7 +167,7 @@ TEST_F(MovieFileWriterTest, DurationsAreKeptAsRuns) {
     };
     using Numbers = std::vector<std::uint64_t>;
     EXPECT_EQ(numbers("stts", 0), (Numbers{4, 2, 100, 1, 150, 1, 100, 1, 250}));
-    EXPECT_EQ(numbers("stts", 1), (Numbers{1, 5, kSoundPacketSamples}));
+    EXPECT_EQ(numbers("stts", 1), (Numbers{1, 5, kAacPacketSamples}));
     EXPECT_EQ(numbers("stss", 0), (Numbers{2, 1, 4}));
 }
 
@@ -194,9 +195,9 @@ TEST_F(MovieFileWriterTest, AFragmentTellsEachDurationAndKey) {
     };
     using Run = std::vector<std::pair<std::uint64_t, bool>>;
     EXPECT_EQ(run(0), (Run{{60000, true}, {60000, false}, {65000, false}}));
-    EXPECT_EQ(run(1), Run(3, {kSoundPacketSamples, true}));
+    EXPECT_EQ(run(1), Run(3, {kAacPacketSamples, true}));
     EXPECT_EQ(run(2), (Run{{65000, true}, {60000, false}, {60000, false}}));
-    EXPECT_EQ(run(3), Run(3, {kSoundPacketSamples, true}));
+    EXPECT_EQ(run(3), Run(3, {kAacPacketSamples, true}));
 }
 
 } // namespace
