@@ -64,7 +64,7 @@ public:
     /// Begins or ends the writing of the movie file; ending takes a moment, which is not waited for.
     void setRecording(bool recording);
 
-    /// A movie file is being written. Any thread may not ask: main only.
+    /// A movie file is being written. Main thread only.
     [[nodiscard]] bool isRecording() const;
 
     /// Serves the main thread until nothing is being recorded, finished or moved: how the end of the

@@ -1,7 +1,8 @@
-#include "platform/SoundDecoder.h"
+#include "platform/AacConfiguration.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace ovelo {
 

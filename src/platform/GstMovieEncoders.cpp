@@ -1,10 +1,11 @@
 #include "platform/GstMovieEncoders.h"
 
+#include "platform/FirstThatWorks.h"
+#include "platform/GstAacEncoders.h"
 #include "platform/GstRuntime.h"
 
-#include <gst/gst.h>
-
-#include <string>
+#include <array>
+#include <utility>
 
 namespace ovelo::movieencoders {
 
@@ -33,57 +34,40 @@ constexpr const char* kX264 =
 constexpr const char* kMpeg4 =
     "videoconvert n-threads=1 ! video/x-raw,format=I420"
     " ! avenc_mpeg4 bitrate=400000 qmax=6 gop-size=300 threads=1 flags=global_header";
-constexpr const char* kVoAac =
-    "voaacenc bitrate=24000 ! audio/mpeg,mpegversion=4,stream-format=raw";
-constexpr const char* kLibavAac = "audioconvert ! avenc_aac bitrate=24000"
-                                  " ! audio/mpeg,mpegversion=4,stream-format=raw";
+constexpr int kSoundBitsPerSecond = 24000;
 
-constexpr std::size_t kVoAacDelay = 1600;
-constexpr std::size_t kLibavAacDelay = 1024;
-
-bool isInstalled(const char* element) {
-    GstElementFactory* factory = gst_element_factory_find(element);
-    if (factory != nullptr) {
-        gst_object_unref(factory);
-    }
-    return factory != nullptr;
-}
-
-Failure missing(const char* what, const char* package) {
-    return Failure{std::string("There is no encoder for ") + what + ": install the package " +
-                   package + "."};
-}
+constexpr std::array kH264Encoders = {kOpenH264, kX264};
+constexpr std::array kMpeg4Encoders = {kMpeg4};
 
 } // namespace
 
 Result<std::unique_ptr<GstEncoder>> pictures(PictureCodec codec) {
     GstRuntime::begin();
+    const auto make = [](const char* chain) { return GstEncoder::make(kPictureCaps, chain); };
     if (codec == PictureCodec::Mpeg4) {
-        if (!isInstalled("avenc_mpeg4")) {
-            return missing("MPEG-4 pictures", "gstreamer1.0-libav");
-        }
-        return GstEncoder::make(kPictureCaps, kMpeg4);
+        return firstThatWorks<std::unique_ptr<GstEncoder>>(
+            kMpeg4Encoders,
+            "Pictures cannot be encoded in MPEG-4: install the package gstreamer1.0-libav.", make);
     }
-    if (isInstalled("openh264enc")) {
-        return GstEncoder::make(kPictureCaps, kOpenH264);
-    }
-    if (isInstalled("x264enc")) {
-        return GstEncoder::make(kPictureCaps, kX264);
-    }
-    return missing("H.264 pictures", "gstreamer1.0-plugins-bad");
+    return firstThatWorks<std::unique_ptr<GstEncoder>>(
+        kH264Encoders,
+        "Pictures cannot be encoded in H.264: install the package gstreamer1.0-plugins-bad or "
+        "gstreamer1.0-plugins-ugly.",
+        make);
 }
 
 Result<Sound> sound() {
     GstRuntime::begin();
-    const bool isVo = isInstalled("voaacenc");
-    if (!isVo && !isInstalled("avenc_aac")) {
-        return missing("AAC sound", "gstreamer1.0-plugins-bad");
-    }
-    auto encoder = GstEncoder::make(kSoundCaps, isVo ? kVoAac : kLibavAac);
-    if (!encoder) {
-        return Failure{encoder.error()};
-    }
-    return Sound{std::move(encoder).value(), isVo ? kVoAacDelay : kLibavAacDelay, isVo};
+    return firstThatWorks<Sound>(
+        aacencoders::kCandidates, aacencoders::kAdvice,
+        [](const aacencoders::Candidate& candidate) -> Result<Sound> {
+            auto encoder =
+                GstEncoder::make(kSoundCaps, aacencoders::chain(candidate, kSoundBitsPerSecond));
+            if (!encoder) {
+                return Failure{encoder.error()};
+            }
+            return Sound{std::move(encoder).value(), candidate.delay, candidate.givesAtOnce};
+        });
 }
 
 } // namespace ovelo::movieencoders

@@ -7,7 +7,7 @@ namespace ovelo {
 
 /// Makes the encoders of movies from what is installed.
 ///
-/// errors  no encoder: says which Debian package brings one
+/// errors  no encoder works: says which Debian packages bring one
 /// thread  any
 namespace movieencoders {
 
@@ -21,7 +21,7 @@ struct Sound {
     bool givesAtOnce = false; // each packet comes out before the next block goes in
 };
 
-/// Takes blocks of kSoundPacketSamples.
+/// Takes blocks of kAacPacketSamples.
 [[nodiscard]] Result<Sound> sound();
 
 } // namespace movieencoders

@@ -1,5 +1,7 @@
 #include "platform/GstSoundEncoder.h"
 
+#include "platform/FirstThatWorks.h"
+#include "platform/GstAacEncoders.h"
 #include "platform/GstRuntime.h"
 #include "platform/SoundBlock.h"
 
@@ -18,32 +20,9 @@ namespace {
 
 constexpr int kAacBitsPerSecond = 16000; // as much as a slow mobile link has for sound
 
-bool isInstalled(const char* element) {
-    GstElementFactory* factory = gst_element_factory_find(element);
-    if (factory) {
-        gst_object_unref(factory);
-    }
-    return factory != nullptr;
-}
-
 std::string resampledTo(double rate) {
     return fmt::format("audioresample ! capsfilter caps=audio/x-raw,format={},rate={},channels=1",
                        GST_AUDIO_NE(S16), static_cast<int>(rate));
-}
-
-Result<std::string> aacChain(double rate) {
-    const char* encoder = nullptr;
-    if (isInstalled("voaacenc")) {
-        encoder = "voaacenc";
-    } else if (isInstalled("avenc_aac")) {
-        encoder = "audioconvert ! avenc_aac";
-    } else {
-        return Failure{"Sound cannot be encoded: install the package gstreamer1.0-plugins-bad or "
-                       "gstreamer1.0-libav."};
-    }
-    return fmt::format("{} ! {} bitrate={} ! capsfilter "
-                       "caps=audio/mpeg,mpegversion=4,stream-format=raw",
-                       resampledTo(rate), encoder, kAacBitsPerSecond);
 }
 
 gboolean takeEvent(GstPad*, GstObject*, GstEvent* event) {
@@ -69,11 +48,13 @@ Result<std::unique_ptr<SoundEncoder>> SoundEncoder::create(const AudioStreamDesc
     if (format.mFormatID == kAudioFormatPcm) {
         return GstSoundEncoder::build(resampledTo(format.mSampleRate), true);
     }
-    const auto chain = aacChain(format.mSampleRate);
-    if (!chain) {
-        return Failure{chain.error()};
-    }
-    return GstSoundEncoder::build(chain.value(), false);
+    return firstThatWorks<std::unique_ptr<SoundEncoder>>(
+        aacencoders::kCandidates, aacencoders::kAdvice,
+        [&](const aacencoders::Candidate& candidate) {
+            return GstSoundEncoder::build(resampledTo(format.mSampleRate) + " ! " +
+                                              aacencoders::chain(candidate, kAacBitsPerSecond),
+                                          false);
+        });
 }
 
 struct GstSoundEncoder::Output {

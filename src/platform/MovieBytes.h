@@ -25,6 +25,14 @@ public:
     }
     void zeros(std::size_t count) { data_.resize(data_.size() + count, 0); }
 
+    /// The matrix that leaves pictures where they are: 16.16 fixed point, its last column 2.30.
+    void unchangedMatrix() {
+        for (const std::uint32_t value :
+             {0x10000U, 0U, 0U, 0U, 0x10000U, 0U, 0U, 0U, 0x40000000U}) {
+            u32(value);
+        }
+    }
+
     /// A box of a type of four letters around what `content` adds.
     template <typename Content>
     void box(std::string_view type, Content content) {

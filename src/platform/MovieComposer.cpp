@@ -1,5 +1,6 @@
 #include "platform/MovieComposer.h"
 
+#include "platform/AacConfiguration.h"
 #include "platform/H264Stream.h"
 
 #include <algorithm>
@@ -18,11 +19,6 @@ constexpr auto kStandIn = 2s;
 
 // Sound comes late, by its block's length and by the way through the sound server.
 constexpr auto kSoundLatency = 500ms;
-
-constexpr std::chrono::milliseconds kPatience{2000};
-
-// LC, 16 kHz, one channel (ISO 14496-3, 1.6.2.1).
-constexpr std::array<std::uint8_t, 2> kSoundConfig = {0x14, 0x08};
 
 // A whole packet without a sound in it: one channel of no bands at no gain, and the end mark.
 constexpr std::array<std::uint8_t, 4> kSilentPacket = {0x00, 0x00, 0x00, 0x07};
@@ -49,17 +45,13 @@ std::chrono::nanoseconds fromTicks(std::int64_t ticks) {
 MovieComposer::MovieComposer(Parts parts, Steady begun)
     : parts_(std::move(parts))
     , begun_(begun)
-    , toDiscard_(parts_.sound.delay / kSoundPacketSamples) {
-}
-
-void MovieComposer::begin(Steady zero) {
-    zero_ = zero;
-    timeline_.emplace(zero, parts_.sound.delay % kSoundPacketSamples);
+    , timeline_(begun, parts_.sound.delay % kAacPacketSamples)
+    , toDiscard_(parts_.sound.delay / kAacPacketSamples) {
 }
 
 std::int64_t MovieComposer::ticks(Steady moment) const {
     using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, kPictureTimescale>>;
-    return std::chrono::round<Ticks>(moment - *zero_).count();
+    return std::chrono::round<Ticks>(moment - begun_).count();
 }
 
 std::chrono::milliseconds MovieComposer::duration() const {
@@ -68,18 +60,10 @@ std::chrono::milliseconds MovieComposer::duration() const {
 }
 
 void MovieComposer::take(const MovieInbox::Batch& batch, Steady now) {
-    if (!zero_ && (!batch.pictures.empty() || !batch.sounds.empty())) {
-        const Steady picture = batch.pictures.empty() ? now : batch.pictures.front().time;
-        const Steady sound = batch.sounds.empty() ? now : batch.sounds.front().time;
-        begin(std::min({picture, sound, now}));
-    }
-    if (!zero_) {
-        return;
-    }
     for (const auto& sound : batch.sounds) {
-        timeline_->take({sound.samples, sound.time});
+        timeline_.take({sound.samples, sound.time});
     }
-    timeline_->advanceTo(now - kSoundLatency);
+    timeline_.advanceTo(now - kSoundLatency);
     encodeSound();
     for (const auto& picture : batch.pictures) {
         takePicture(picture.frame, picture.time);
@@ -89,22 +73,20 @@ void MovieComposer::take(const MovieInbox::Batch& batch, Steady now) {
 }
 
 void MovieComposer::standIn(Steady now) {
-    if (now - (last_ ? lastTime_ : *zero_) >= kStandIn) {
+    if (now - (last_ ? lastTime_ : begun_) >= kStandIn) {
         takePicture(last_ ? *last_ : blackFrame(), now);
     }
 }
 
 void MovieComposer::takePicture(const VideoFrame& frame, Steady time) {
+    if (!waitForEncoder()) {
+        return;
+    }
     // The first one stands from the beginning.
     const std::int64_t start = lastTicks_ < 0 ? 0 : std::max(ticks(time), lastTicks_ + 1);
     const bool wantKey = lastTicks_ < 0 || start - lastKey_ >= kKeyTicks;
     if (wantKey) {
         lastKey_ = start;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (parts_.pictures->pending() >= kInFlight && !failure() &&
-           std::chrono::steady_clock::now() < deadline) {
-        drainPictures(50ms);
     }
     parts_.pictures->push(frame, fromTicks(start), start, wantKey);
     last_ = frame;
@@ -112,8 +94,25 @@ void MovieComposer::takePicture(const VideoFrame& frame, Steady time) {
     lastTicks_ = start;
 }
 
+/// Waits until the encoder may get another picture. An encoder that hangs is waited for once.
+bool MovieComposer::waitForEncoder() {
+    const auto deadline = std::chrono::steady_clock::now() + parts_.patience;
+    while (!failure() && parts_.pictures->pending() >= kInFlight) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            failure_ = Failure{"The encoder does not answer."};
+        } else {
+            drainPictures(50ms);
+        }
+    }
+    return !failure();
+}
+
 void MovieComposer::drainPictures(std::chrono::nanoseconds patience) {
-    while (const auto packet = parts_.pictures->pull(patience)) {
+    while (!failure_) {
+        const auto packet = parts_.pictures->pull(patience);
+        if (!packet) {
+            return;
+        }
         writePicture(*packet);
         patience = 0s;
     }
@@ -122,32 +121,37 @@ void MovieComposer::drainPictures(std::chrono::nanoseconds patience) {
 void MovieComposer::writePicture(const EncodedPacket& packet) {
     const bool isH264 = parts_.codec == PictureCodec::H264;
     if (!writer_) {
-        beginFile(isH264 ? h264::configuration(packet.bytes) : parts_.pictures->config());
+        const auto config = isH264 ? h264::configuration(packet.bytes) : parts_.pictures->config();
+        if (config.empty()) {
+            failure_ = Failure{"The encoder does not tell how its pictures are decoded."};
+            return;
+        }
+        beginFile(config);
     }
     writer_->addPicture(isH264 ? h264::sample(packet.bytes) : packet.bytes, packet.label,
                         packet.isKey);
 }
 
 void MovieComposer::beginFile(const std::vector<std::uint8_t>& pictureConfig) {
-    writer_.emplace(std::move(parts_.file),
-                    MovieFileWriter::Format{
-                        parts_.codec, pictureConfig, {kSoundConfig.begin(), kSoundConfig.end()}},
-                    parts_.createdAt);
+    writer_.emplace(
+        std::move(parts_.file),
+        MovieFileWriter::Format{parts_.codec, pictureConfig, aacConfiguration(kSoundRate, 1)},
+        parts_.createdAt);
     for (const auto& sound : std::exchange(early_, {})) {
         writer_->addSound(sound);
     }
 }
 
 void MovieComposer::encodeSound() {
-    while (const auto block = timeline_->next()) {
+    while (const auto block = timeline_.next()) {
         silentRun_ = block->isFilling ? silentRun_ + 1 : 0;
         // A packet holds a part of the blocks before it: silence begins when they are silent, too.
-        const std::size_t lead = parts_.sound.delay / kSoundPacketSamples + 2;
+        const std::size_t lead = parts_.sound.delay / kAacPacketSamples + 2;
         const bool isSilent = soundFailure_ || (parts_.sound.givesAtOnce && silentRun_ > lead);
         blocks_.push_back(isSilent ? Block::Silent : Block::Encoded);
         if (!isSilent) {
             const std::int64_t samples =
-                encodedBlocks_++ * static_cast<std::int64_t>(kSoundPacketSamples);
+                encodedBlocks_++ * static_cast<std::int64_t>(kAacPacketSamples);
             parts_.sound.encoder->push(
                 block->samples, std::chrono::nanoseconds(samples * 1000000000 / kSoundRate), 0);
         }
@@ -187,18 +191,15 @@ void MovieComposer::addSound(std::vector<std::uint8_t> packet) {
 }
 
 void MovieComposer::finish(Steady end) {
-    if (!zero_) {
-        begin(begun_);
-    }
     if (!last_) {
-        takePicture(blackFrame(), *zero_);
+        takePicture(blackFrame(), begun_);
     }
     const std::int64_t endTicks = std::max(ticks(end), lastTicks_ + 1);
     drainRest();
     finishSound(endTicks);
     lastTicks_ = endTicks;
     if (writer_) {
-        writer_->finish(endTicks, timeline_->hasSound());
+        writer_->finish(endTicks, timeline_.hasSound());
     } else if (!failure_) {
         failure_ = Failure{"The encoder of pictures gave nothing."};
     }
@@ -211,10 +212,10 @@ void MovieComposer::drainRest() {
     bool isTold = false;
     while (parts_.pictures->pending() > 0 && !failure()) {
         const auto waited = std::chrono::steady_clock::now() - begun;
-        if (waited > kPatience) {
+        if (waited > parts_.patience) {
             return;
         }
-        if (waited > kPatience / 4 && !std::exchange(isTold, true)) {
+        if (waited > parts_.patience / 4 && !std::exchange(isTold, true)) {
             parts_.pictures->end();
         }
         drainPictures(20ms);
@@ -222,14 +223,14 @@ void MovieComposer::drainRest() {
 }
 
 void MovieComposer::finishSound(std::int64_t end) {
-    constexpr auto kPacket = static_cast<std::int64_t>(kSoundPacketSamples);
+    constexpr auto kPacket = static_cast<std::int64_t>(kAacPacketSamples);
     const std::int64_t samples = end * kSoundRate / kPictureTimescale;
     const std::int64_t packets = (samples + kPacket - 1) / kPacket;
-    timeline_->advanceToPosition(packets * kPacket + static_cast<std::int64_t>(parts_.sound.delay));
+    timeline_.advanceToPosition(packets * kPacket + static_cast<std::int64_t>(parts_.sound.delay));
     mostSoundPackets_ = packets;
     encodeSound();
     parts_.sound.encoder->end();
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto deadline = std::chrono::steady_clock::now() + parts_.patience;
     while (!blocks_.empty() && !soundFailure() && std::chrono::steady_clock::now() < deadline) {
         drainSound(100ms);
     }

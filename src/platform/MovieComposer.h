@@ -13,8 +13,9 @@ namespace ovelo {
 
 /// Makes one movie of what the devices deliver: encodes it, puts it in its time, and writes it.
 ///
-/// Time begins with the first picture or sound. The first picture stands from the beginning; one
-/// that is not followed by another is repeated every two seconds.
+/// The first picture stands from the beginning, or black when none comes in two seconds; a picture
+/// that is not followed by another is repeated every two seconds. Sound from before the beginning is
+/// cut.
 ///
 /// thread  one
 class MovieComposer final {
@@ -26,11 +27,12 @@ public:
         PictureCodec codec = PictureCodec::H264;
         std::unique_ptr<GstEncoder> pictures;
         movieencoders::Sound sound;
-        FileDescriptor file;        // empty
-        std::int64_t createdAt = 0; // seconds since 1970
+        FileDescriptor file;                      // empty
+        std::int64_t createdAt = 0;               // seconds since 1970
+        std::chrono::milliseconds patience{2000}; // with an encoder that does not answer
     };
 
-    /// begun  where time begins when nothing comes at all
+    /// begun  where the movie's time begins, whatever comes and when
     MovieComposer(Parts parts, Steady begun);
 
     /// Takes what has come, and does what is due at `now`.
@@ -49,8 +51,8 @@ public:
     [[nodiscard]] std::chrono::milliseconds duration() const;
 
 private:
-    void begin(Steady zero);
     void takePicture(const VideoFrame& frame, Steady time);
+    [[nodiscard]] bool waitForEncoder();
     void standIn(Steady now);
     void drainPictures(std::chrono::nanoseconds patience);
     void drainRest();
@@ -64,8 +66,7 @@ private:
 
     Parts parts_;
     const Steady begun_;
-    std::optional<Steady> zero_;
-    std::optional<SoundTimeline> timeline_;
+    SoundTimeline timeline_;
     std::optional<MovieFileWriter> writer_; // from the first encoded picture on
     std::optional<Failure> failure_;
     std::optional<Failure> soundFailure_;

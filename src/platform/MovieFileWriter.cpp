@@ -1,5 +1,6 @@
 #include "platform/MovieFileWriter.h"
 
+#include "platform/AacConfiguration.h"
 #include "platform/SoundBlock.h"
 
 #include <unistd.h>
@@ -87,7 +88,7 @@ void MovieFileWriter::addPicture(std::span<const std::uint8_t> packet, std::int6
 
 void MovieFileWriter::addSound(std::span<const std::uint8_t> packet) {
     soundData_.insert(soundData_.end(), packet.begin(), packet.end());
-    sound_.addSample(static_cast<std::uint32_t>(packet.size()), kSoundPacketSamples, true);
+    sound_.addSample(static_cast<std::uint32_t>(packet.size()), kAacPacketSamples, true);
 }
 
 void MovieFileWriter::closePicture(std::int64_t end) {
@@ -104,9 +105,9 @@ void MovieFileWriter::closePicture(std::int64_t end) {
 void MovieFileWriter::finish(std::int64_t end, bool withSound) {
     closePicture(end);
     const auto wanted = static_cast<std::uint64_t>(end) * kSoundTimescale / kPictureTimescale;
-    if (sound_.duration() > wanted && sound_.duration() - wanted < kSoundPacketSamples) {
+    if (sound_.duration() > wanted && sound_.duration() - wanted < kAacPacketSamples) {
         sound_.setLastDuration(
-            static_cast<std::uint32_t>(kSoundPacketSamples - (sound_.duration() - wanted)));
+            static_cast<std::uint32_t>(kAacPacketSamples - (sound_.duration() - wanted)));
     }
     flush();
     const std::uint64_t dataEnd = size_;
@@ -196,10 +197,7 @@ void MovieFileWriter::writeMovie(MovieBytes& out, bool withSamples, bool withSou
             out.u32(0x00010000); // rate
             out.u16(0x0100);     // volume
             out.zeros(10);
-            for (const std::uint32_t value :
-                 {0x10000U, 0U, 0U, 0U, 0x10000U, 0U, 0U, 0U, 0x40000000U}) {
-                out.u32(value);
-            }
+            out.unchangedMatrix();
             out.zeros(24);
             out.u32(kSoundTrack + 1); // the next free one
         });

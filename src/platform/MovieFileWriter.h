@@ -14,9 +14,6 @@ namespace ovelo {
 /// Ticks of a second, in which pictures are placed.
 inline constexpr std::uint32_t kPictureTimescale = 90000;
 
-/// Sound samples in a packet of AAC.
-inline constexpr std::size_t kSoundPacketSamples = 1024;
-
 /// Writes one QuickTime movie: pictures of 320 x 240 and a track of speech.
 ///
 /// While it is written the file is a movie of fragments, so that it plays up to the last few seconds

@@ -1,5 +1,6 @@
 #include "platform/MovieTrack.h"
 
+#include "platform/AacConfiguration.h"
 #include "platform/SoundBlock.h"
 
 #include <algorithm>
@@ -12,8 +13,6 @@ namespace {
 
 constexpr std::uint32_t kWidth = 320;
 constexpr std::uint32_t kHeight = 240;
-constexpr std::uint32_t kSoundSamplesInAPacket = 1024;
-constexpr std::uint32_t kOne = 0x00010000; // in 16.16 fixed point
 constexpr std::uint32_t kEnglish = 0;
 
 // Flags of a sample, as ISO 14496-12, 8.8.3.1 has them.
@@ -27,12 +26,6 @@ constexpr std::uint32_t kDecoderInfoTag = 5;
 constexpr std::uint32_t kSyncTag = 6;
 constexpr std::uint32_t kMpeg4Pictures = 0x20;
 constexpr std::uint32_t kMpeg4Sound = 0x40;
-
-void writeMatrix(MovieBytes& out) {
-    for (const std::uint32_t value : {kOne, 0U, 0U, 0U, kOne, 0U, 0U, 0U, 0x40000000U}) {
-        out.u32(value);
-    }
-}
 
 /// Says that the data are in this file.
 void writeDataReference(MovieBytes& out) {
@@ -63,11 +56,18 @@ MovieTrack::MovieTrack(Kind kind, PictureCodec codec, std::uint32_t id, std::uin
 
 void MovieTrack::addSample(std::uint32_t size, std::uint32_t duration, bool isKey) {
     sizes_.push_back(size);
-    durations_.push_back(duration);
-    duration_ += duration;
-    if (isKey) {
+    addDuration(duration);
+    if (isKey && kind_ == Kind::Pictures) {
         keys_.push_back(static_cast<std::uint32_t>(sizes_.size()));
     }
+}
+
+void MovieTrack::addDuration(std::uint32_t duration) {
+    if (runs_.empty() || runs_.back().duration != duration) {
+        runs_.push_back({0, duration});
+    }
+    ++runs_.back().samples;
+    duration_ += duration;
 }
 
 void MovieTrack::closeChunk(std::uint64_t offset) {
@@ -79,10 +79,14 @@ void MovieTrack::closeChunk(std::uint64_t offset) {
 }
 
 void MovieTrack::setLastDuration(std::uint32_t duration) {
-    if (!durations_.empty()) {
-        duration_ = duration_ - durations_.back() + duration;
-        durations_.back() = duration;
+    if (runs_.empty()) {
+        return;
     }
+    duration_ -= runs_.back().duration;
+    if (--runs_.back().samples == 0) {
+        runs_.pop_back();
+    }
+    addDuration(duration);
 }
 
 void MovieTrack::writeTrack(MovieBytes& out, std::uint32_t movieTimescale, bool withSamples) const {
@@ -97,7 +101,7 @@ void MovieTrack::writeTrack(MovieBytes& out, std::uint32_t movieTimescale, bool 
             out.zeros(12);
             out.u16(isSound ? 0x0100 : 0); // volume
             out.u16(0);
-            writeMatrix(out);
+            out.unchangedMatrix();
             out.u32(isSound ? 0 : kWidth << 16);
             out.u32(isSound ? 0 : kHeight << 16);
         });
@@ -200,7 +204,7 @@ void MovieTrack::writeSoundEntry(MovieBytes& out) const {
         out.u16(0xfffe); // compressed, in packets of various sizes
         out.u16(0);
         out.u32(static_cast<std::uint32_t>(kSoundRate) << 16);
-        out.u32(kSoundSamplesInAPacket);
+        out.u32(static_cast<std::uint32_t>(kAacPacketSamples));
         out.u32(0);
         out.u32(0);
         out.u32(2); // bytes of a sample once it is decoded
@@ -235,17 +239,11 @@ void MovieTrack::writeDecoderConfig(MovieBytes& out) const {
 
 void MovieTrack::writeDurations(MovieBytes& out, bool withSamples) const {
     out.fullBox("stts", 0, 0, [&] {
-        const std::size_t count = out.size();
-        out.u32(0);
-        std::uint32_t runs = 0;
-        for (auto run = durations_.begin(); withSamples && run != durations_.end(); ++runs) {
-            const auto end =
-                std::find_if(run, durations_.end(), [&](auto value) { return value != *run; });
-            out.u32(static_cast<std::uint32_t>(end - run));
-            out.u32(*run);
-            run = end;
+        out.u32(withSamples ? static_cast<std::uint32_t>(runs_.size()) : 0);
+        for (std::size_t i = 0; withSamples && i < runs_.size(); ++i) {
+            out.u32(runs_[i].samples);
+            out.u32(runs_[i].duration);
         }
-        out.patch(count, runs);
     });
 }
 
@@ -293,6 +291,21 @@ void MovieTrack::writeSizes(MovieBytes& out, bool withSamples) const {
     });
 }
 
+bool MovieTrack::isKey(std::size_t sample) const {
+    return kind_ == Kind::Sound || std::binary_search(keys_.begin(), keys_.end(), sample + 1);
+}
+
+std::vector<std::uint32_t> MovieTrack::unplacedDurations() const {
+    std::vector<std::uint32_t> durations;
+    for (auto run = runs_.rbegin(); durations.size() < unplaced(); ++run) {
+        const std::size_t missing = unplaced() - durations.size();
+        durations.insert(durations.end(), std::min<std::size_t>(run->samples, missing),
+                         run->duration);
+    }
+    std::reverse(durations.begin(), durations.end());
+    return durations;
+}
+
 std::size_t MovieTrack::writeFragment(MovieBytes& out) const {
     constexpr std::uint32_t kOffsetsCountFromTheFragment = 0x020000;
     constexpr std::uint32_t kHasDataOffset = 0x1;
@@ -305,13 +318,11 @@ std::size_t MovieTrack::writeFragment(MovieBytes& out) const {
             out.u32(static_cast<std::uint32_t>(unplaced()));
             patch = out.size();
             out.u32(0);
-            auto key = std::lower_bound(keys_.begin(), keys_.end(), placed_ + 1);
+            const std::vector<std::uint32_t> durations = unplacedDurations();
             for (std::size_t i = placed_; i < sizes_.size(); ++i) {
-                const bool isKey = key != keys_.end() && *key == i + 1;
-                key += isKey ? 1 : 0;
-                out.u32(durations_[i]);
+                out.u32(durations[i - placed_]);
                 out.u32(sizes_[i]);
-                out.u32(isKey ? kDependsOnNothing : kDependsOnOthers);
+                out.u32(isKey(i) ? kDependsOnNothing : kDependsOnOthers);
             }
         });
     });

@@ -21,6 +21,7 @@ public:
     MovieTrack(Kind kind, PictureCodec codec, std::uint32_t id, std::uint32_t timescale,
                std::vector<std::uint8_t> config);
 
+    /// isKey  it can be decoded without those before it; sound always can
     void addSample(std::uint32_t size, std::uint32_t duration, bool isKey);
 
     /// Says that the samples since the last call stand one after another from `offset` on.
@@ -54,6 +55,14 @@ private:
         std::uint32_t samples;
     };
 
+    struct Run { // of samples that last equally long
+        std::uint32_t samples;
+        std::uint32_t duration;
+    };
+
+    void addDuration(std::uint32_t duration);
+    [[nodiscard]] bool isKey(std::size_t sample) const;
+    [[nodiscard]] std::vector<std::uint32_t> unplacedDurations() const;
     void writeMediaHeader(MovieBytes& out, std::uint64_t duration) const;
     void writeHandler(MovieBytes& out) const;
     void writeInformation(MovieBytes& out, bool withSamples) const;
@@ -73,8 +82,8 @@ private:
     const std::uint32_t timescale_;
     const std::vector<std::uint8_t> config_;
     std::vector<std::uint32_t> sizes_;
-    std::vector<std::uint32_t> durations_;
-    std::vector<std::uint32_t> keys_; // numbers of samples, from 1
+    std::vector<Run> runs_;
+    std::vector<std::uint32_t> keys_; // numbers of pictures, from 1
     std::vector<Chunk> chunks_;
     std::size_t placed_ = 0;
     std::uint64_t duration_ = 0;

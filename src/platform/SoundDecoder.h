@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/AacConfiguration.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,7 +18,7 @@ public:
     using Create = std::function<std::unique_ptr<SoundDecoder>(int rate, int channels)>;
 
     /// Samples of each channel in a packet.
-    static constexpr std::size_t kPacketSamples = 1024;
+    static constexpr std::size_t kPacketSamples = kAacPacketSamples;
 
     SoundDecoder() = default;
     virtual ~SoundDecoder() = default;
@@ -37,9 +39,5 @@ public:
     /// return    null when this computer has none
     [[nodiscard]] static std::unique_ptr<SoundDecoder> createAac(int rate, int channels);
 };
-
-/// The two bytes (five for an unusual rate) with which a decoder of low-complexity AAC is set up:
-/// AudioSpecificConfig of ISO/IEC 14496-3, 1.6.2.1.
-[[nodiscard]] std::vector<std::uint8_t> aacConfiguration(int rate, int channels);
 
 } // namespace ovelo

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/MovieFileWriter.h"
+#include "platform/AacConfiguration.h"
 #include "platform/SoundBlock.h"
 
 #include <array>
@@ -23,7 +23,7 @@ public:
     using Steady = std::chrono::steady_clock::time_point;
 
     struct Block {
-        std::array<std::int16_t, kSoundPacketSamples> samples{};
+        std::array<std::int16_t, kAacPacketSamples> samples{};
         bool isFilling = true; // nothing in it was heard
     };
 

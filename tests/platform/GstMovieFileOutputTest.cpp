@@ -211,6 +211,46 @@ TEST_F(GstMovieFileOutputTest, SoundAloneIsRecordedUnderABlackPicture) {
     EXPECT_GE(beginningsOfBeeps(probe_.sound()).size(), 4U);
 }
 
+TEST_F(GstMovieFileOutputTest, SoundFromBeforeTheBeginningIsCut) {
+    const std::vector<std::int16_t> before(kSoundRate * 2 / 5, 10000);
+    start();
+    output_.takeSound({before, clock_.steady() - 400ms});
+    pass(5s);
+    stop();
+
+    EXPECT_EQ(probe_.complaints(), "");
+    EXPECT_NEAR(probe_.duration(), 5.0, 0.067);
+    EXPECT_NEAR(probe_.duration("a:0"), 5.0, 0.002);
+    const auto pictures = probe_.pictures();
+    ASSERT_EQ(pictures.size(), 75U);
+    EXPECT_NEAR(pictures[15].time, 1.0, 0.002);
+    const auto beginnings = beginningsOfBeeps(probe_.sound());
+    EXPECT_GE(beginnings.size(), 5U);
+    EXPECT_LT(worstBeep(beginnings), 0.002);
+}
+
+TEST_F(GstMovieFileOutputTest, TimeBeginsWithTheRecordingWhenNothingComesAtFirst) {
+    feeder_.hasPictures = feeder_.hasSound = false;
+    start();
+    pass(2500ms);
+    ASSERT_TRUE(eventually([this] { return output_.recordedFileSize() > 0; })) << "black";
+    feeder_.hasPictures = feeder_.hasSound = true;
+    pass(2500ms);
+    stop();
+
+    EXPECT_EQ(probe_.complaints(), "");
+    EXPECT_NEAR(probe_.duration(), 5.0, 0.067);
+    EXPECT_EQ(output_.recordedDuration(), "00:00:05.000");
+    const auto pictures = probe_.pictures();
+    ASSERT_EQ(pictures.size(), static_cast<std::size_t>(feeder_.number) + 1);
+    EXPECT_EQ(pictures[0].time, 0.0) << "black from the beginning";
+    EXPECT_NEAR(pictures[1].time, 2.5, 0.067);
+    const auto beginnings = beginningsOfBeeps(probe_.sound());
+    ASSERT_GE(beginnings.size(), 2U);
+    EXPECT_NEAR(beginnings[0], 3.0, 0.002);
+    EXPECT_NEAR(beginnings[1], 4.0, 0.002);
+}
+
 TEST_F(GstMovieFileOutputTest, PicturesThatComeTooFastAreDroppedAndCounted) {
     const VideoFrame picture = numberedPicture(0);
     start();

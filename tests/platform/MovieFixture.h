@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,15 +27,16 @@ protected:
     }
     void pass(std::chrono::milliseconds time) { ASSERT_TRUE(feeder_.pass(time)); }
 
-    /// How far beeps are from whole seconds, the one at the very beginning left out.
+    /// How far beeps are from whole seconds, the one at the very beginning left out. Without any
+    /// other they are infinitely far.
     static double worstBeep(const std::vector<double>& beginnings) {
-        double worst = 0;
+        std::optional<double> worst;
         for (const double beginning : beginnings) {
             if (beginning > 0.5) {
-                worst = std::max(worst, std::abs(beginning - std::round(beginning)));
+                worst = std::max(worst.value_or(0), std::abs(beginning - std::round(beginning)));
             }
         }
-        return worst;
+        return worst.value_or(std::numeric_limits<double>::infinity());
     }
 
     TemporaryFolder folder_;

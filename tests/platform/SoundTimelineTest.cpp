@@ -53,7 +53,7 @@ TEST_F(SoundTimelineTest, KeepsWhatIsInStepAsItIs) {
     const auto got = all();
 
     given.resize(got.size());
-    EXPECT_EQ(got.size(), 31U * kSoundPacketSamples);
+    EXPECT_EQ(got.size(), 31U * kAacPacketSamples);
     EXPECT_EQ(got, given);
     EXPECT_EQ(timeline_.corrected(), 0);
 }
