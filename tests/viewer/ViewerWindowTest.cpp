@@ -246,6 +246,25 @@ TEST_F(ViewerWindowTest, OffersTheServersMicrophones) {
     EXPECT_TRUE(eventually([&] { return microphones->currentText() == QStringLiteral("Mic"); }));
 }
 
+TEST_F(ViewerWindowTest, ListensToTheMicrophoneThatIsChosen) {
+    meet();
+    action("Listen")->trigger();
+    EXPECT_EQ(server_.hear(), "GetSources,AAC");
+    EXPECT_EQ(server_.hear(), "Audio,1");
+    server_.say("CONFIG_AUDIO,0.000000,0,0,0,0,0,0,0,0.000000,0\n" + pictureMessage());
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("waiting for sound"); }));
+
+    box("microphone")->setFocus();
+    QTest::keyClick(box("microphone"), Qt::Key_Down);
+
+    for (const char* expected : {"Start,porch|Line", "Audio,1", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n");
+    EXPECT_TRUE(eventually([&] { return playedRate_ == 4000; }));
+    EXPECT_FALSE(saysSomewhere("no sound"));
+}
+
 TEST_F(ViewerWindowTest, ListensAndSaysHowLateTheSoundIs) {
     meet();
 
