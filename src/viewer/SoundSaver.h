@@ -1,6 +1,6 @@
 #pragma once
 
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 #include "viewer/ViewerStream.h"
 
 #include <filesystem>
@@ -37,7 +37,7 @@ private:
 
     const std::filesystem::path file_;
     const double seconds_;
-    SoundBlocks blocks_;
+    SoundBlockDecoder blocks_;
     std::ofstream out_;
     int rate_ = 0; // of the file
     std::uint32_t samples_ = 0;

@@ -160,7 +160,7 @@ void TextMode::handle(const TextEvent& event) {
     if (const auto list = DataSourceList::parse(event.line)) {
         playbackBegun_ = true;
         chooseSource(*list);
-    } else if (const auto recordings = RecordedList::parse(event.line)) {
+    } else if (const auto recordings = RecordingList::parse(event.line)) {
         listRecordings(*recordings);
     } else if (isPlaybackDone(event.line) && arguments_.play) {
         finish(ViewerExit::Done);
@@ -169,7 +169,7 @@ void TextMode::handle(const TextEvent& event) {
     }
 }
 
-void TextMode::listRecordings(const RecordedList& list) {
+void TextMode::listRecordings(const RecordingList& list) {
     if (!arguments_.listRecordings) {
         return;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/SoundPlayer.h"
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 #include "viewer/SoundQueue.h"
 #include "viewer/ViewerStream.h"
 
@@ -72,8 +72,8 @@ private:
     const Parts parts_;
     const std::function<void(const std::string&)> problem_;
 
-    std::mutex control_;      // taken before lock_; held while a player ends
-    SoundBlocks blocks_;      // guarded by control_
+    std::mutex control_;                // taken before lock_; held while a player ends
+    SoundBlockDecoder blocks_;          // guarded by control_
     std::optional<AudioFormat> format_; // guarded by control_; none: nothing is played
     bool wanted_ = true;                // guarded by control_
     bool complained_ = false;           // guarded by control_

@@ -1,11 +1,11 @@
-#include "viewer/AudioMessage.h"
+#include "viewer/SoundMessage.h"
 
 #include <cstdint>
 #include <cstdlib>
 
 /// Whatever the block: its packets lie within it, one behind the other.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto message = ovelo::AudioMessage::parse({data, size});
+    const auto message = ovelo::SoundMessage::parse({data, size});
     if (!message) {
         if (message.error().empty()) {
             std::abort();

@@ -16,9 +16,9 @@ namespace ovelo {
 /// Makes samples of the server's sound blocks, whatever their format.
 ///
 /// thread  one at a time
-class SoundBlocks {
+class SoundBlockDecoder {
 public:
-    explicit SoundBlocks(SoundDecoder::Create createDecoder);
+    explicit SoundBlockDecoder(SoundDecoder::Create createDecoder);
 
     /// The blocks that follow are of this format.
     ///

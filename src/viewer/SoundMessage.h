@@ -11,7 +11,7 @@ namespace ovelo {
 /// What a sound block with packets of their own sizes holds: "2,200,0,0,180,200,0,380", a zero byte
 /// and 380 bytes. The text is the number of packets; for each its size, the low and the high half of
 /// its offset; and the size of all together.
-struct AudioMessage {
+struct SoundMessage {
     /// The most packets in one block; real ones have about twenty.
     static constexpr std::uint32_t kMaxPackets = 4096;
 
@@ -25,7 +25,7 @@ struct AudioMessage {
     /// has bytes.
     ///
     /// errors  anything else, with the reason
-    static Result<AudioMessage> parse(std::span<const std::uint8_t> block);
+    static Result<SoundMessage> parse(std::span<const std::uint8_t> block);
 };
 
 } // namespace ovelo
