@@ -11,7 +11,8 @@
 namespace ovelo {
 
 /// Writes the server's sound to a WAV file: signed samples of 16 bits, one channel, at the server's
-/// rate. Missing blocks become silence of the length of the last one.
+/// rate. Missing blocks become silence of the length of the last one. After each block the file is
+/// one that can be read.
 class SoundSaver {
 public:
     /// seconds  of sound that are wanted; the last block is written whole
