@@ -96,17 +96,18 @@ void TextMode::providePassword() {
 
 void TextMode::handle(const AuthenticationEvent& event) {
     print(event.line);
-    if (event.accepted) {
-        begin(false);
-    } else {
+    if (!event.accepted && !client_.isOpen()) {
         finish(ViewerExit::Password, "the server refuses the password");
-    }
+    } else if (event.accepted && !begun_) {
+        begin(false);
+    } // else the answer to a password that the user typed as a command
 }
 
 /// The session is open: asks for what the user wants to see.
 ///
 /// started  pictures come without asking; asking would end what another viewer plays back
 void TextMode::begin(bool started) {
+    begun_ = true;
     for (const std::string& line : arguments_.send) {
         if (!client_.sendLine(line)) {
             finish(ViewerExit::Failed, fmt::format("cannot send the line \"{}\"", line));

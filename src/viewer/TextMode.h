@@ -75,6 +75,7 @@ private:
     ViewerClient client_;
     std::optional<PictureFiles> files_;
     unsigned pictures_ = 0;
+    bool begun_ = false;
     bool sourceChosen_ = false;
     bool playbackBegun_ = false; // the pictures are those of the recording
     SoundDecoder::Create createDecoder_;

@@ -223,6 +223,25 @@ TEST_F(TextModeTest, SendsWhatIsTyped) {
     EXPECT_EQ(finish(), ViewerExit::Done);
 }
 
+TEST_F(TextModeTest, OnlyPrintsTheAnswerToATypedPassword) {
+    begin({"--text", "--frames", "1", "--timeout", "5"});
+    server_.say("CONNECTED\n");
+    for (const char* expected : {"Sync,-0.001", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    type("Password,wrong\n");
+    EXPECT_EQ(server_.hear(), "Password,wrong");
+    server_.say("AUTH_FALLED\nAUTH_OK\n");
+    EXPECT_EQ(server_.hear(), "Sync,-0.001"); // of a session that is opened
+    type("Stop,\n");
+    EXPECT_EQ(server_.hear(), "Stop,"); // it does not ask for sources and pictures again
+    server_.say("Frame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_NE(out_.str().find("AUTH_FALLED\nAUTH_OK\n"), std::string::npos);
+    EXPECT_EQ(error_.str(), "");
+}
+
 TEST_F(TextModeTest, SaysWhenWhatIsTypedCannotBeSent) {
     begin({"--text", "--frames", "1"});
     server_.say("CONNECTED\n");
@@ -248,6 +267,18 @@ TEST_F(TextModeTest, SavesSound) {
     EXPECT_EQ(finish(), ViewerExit::Done);
     EXPECT_EQ(contents("sound.wav").substr(44), "badcfehg");
     EXPECT_EQ(out_.str(), path("sound.wav") + ": 0.001 s\n");
+}
+
+TEST_F(TextModeTest, LeavesAReadableFileWhenTheServerIsLostWhileSoundIsSaved) {
+    begin({"--save-sound", path("sound.wav")});
+    server_.say("CONNECTED\n"
+                "CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n"
+                "Audio,0,8,1,0\nabcdefgh");
+    server_.hear();
+    server_.hangUp();
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_EQ(contents("sound.wav").substr(40), std::string("\x08\0\0\0badcfehg", 12));
 }
 
 TEST_F(TextModeTest, FailsWhenNoSoundComes) {
