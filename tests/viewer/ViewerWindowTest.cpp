@@ -232,6 +232,14 @@ TEST_F(ViewerWindowTest, SendsWhatTheSlidersSay) {
     }
 }
 
+TEST_F(ViewerWindowTest, ShowsADelayThatIsLongerThanUsual) {
+    delay_ = 12.5;
+    open();
+
+    EXPECT_EQ(find<QSlider>("delay")->value(), 50);
+    EXPECT_TRUE(saysSomewhere("12.50 s"));
+}
+
 TEST_F(ViewerWindowTest, OffersTheServersMicrophones) {
     meet();
     auto* microphones = box("microphone");
