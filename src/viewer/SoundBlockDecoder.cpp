@@ -41,6 +41,9 @@ Result<std::vector<std::int16_t>> SoundBlockDecoder::decode(std::span<const std:
     if (rate_ == 0) {
         return Failure{"sound has come without its format"};
     }
+    if (block.size() > kMaxBlock) {
+        return Failure{"a sound block is longer than what is accepted"};
+    }
     return decoder_ ? decodePackets(block) : decodeSamples(block);
 }
 

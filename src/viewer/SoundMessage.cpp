@@ -40,7 +40,8 @@ std::optional<Bytes> packetAt(const std::string_view* field, Bytes sound, std::s
     const auto size = fields::number<std::uint32_t>(field[0]);
     const auto low = fields::number<std::uint32_t>(field[1]);
     const auto high = fields::number<std::uint32_t>(field[2]);
-    if (!size || !low || high != 0U) { // no block is longer than the low half can tell
+    if (!size || *size == 0 || !low ||
+        high != 0U) { // no block is longer than the low half can tell
         return std::nullopt;
     }
     if (*low < begin || *low > sound.size() || *size > sound.size() - *low) {

@@ -70,6 +70,14 @@ TEST(SoundBlockDecoderTest, RefusesBrokenBlocksAndUnknownFormats) {
     EXPECT_FALSE(blocks.decode(aacBlock("0,0", {})));
 }
 
+TEST(SoundBlockDecoderTest, RefusesABlockThatIsTooLong) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
+    ASSERT_FALSE(blocks.configure(pcm(1)));
+
+    EXPECT_TRUE(blocks.decode(Bytes(SoundBlockDecoder::kMaxBlock)));
+    EXPECT_FALSE(blocks.decode(Bytes(SoundBlockDecoder::kMaxBlock + 2)));
+}
+
 TEST(SoundBlockDecoderTest, SaysWhenThereIsNoDecoder) {
     SoundBlockDecoder blocks([](int, int) { return std::unique_ptr<SoundDecoder>(); });
 
