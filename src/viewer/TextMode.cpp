@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -20,17 +21,25 @@ std::string headerText(const FrameHeader& header) {
                        header.frameID, header.length, header.timeStamp, header.reportNeeded);
 }
 
-/// What a server says must not be able to command the terminal.
-std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-    return text;
+/// What a server says must not be able to command the terminal. Control characters are also those
+/// from 80 to 9F, in UTF-8 two bytes of which the first is C2.
+std::string printable(std::string_view text) {
+    std::string shown;
+    for (const char byte : text) {
+        const auto c = static_cast<unsigned char>(byte);
+        if (c >= 0x80 && c < 0xA0 && shown.ends_with('\xC2')) {
+            shown.back() = '?';
+        } else {
+            shown.push_back(c < ' ' || c == 127 ? '?' : byte);
+        }
+    }
+    return shown;
 }
 
 std::string listNames(const DataSourceList& list) {
     std::string names;
     for (const DataSource& source : list.video) {
-        names += fmt::format("\n  {}", source.name);
+        names += fmt::format("\n  {}", printable(source.name));
     }
     return names.empty() ? " none" : names;
 }
@@ -186,7 +195,7 @@ void TextMode::listRecordings(const RecordingList& list) {
 
 void TextMode::saveSound(const std::optional<Failure>& failure) {
     if (failure) {
-        finish(ViewerExit::Failed, failure->text);
+        finish(ViewerExit::Failed, printable(failure->text));
     } else if (sound_->complete()) {
         if (!arguments_.text) {
             out_ << fmt::format("{}: {:.3f} s\n", arguments_.saveSound->string(), sound_->written())
@@ -250,7 +259,7 @@ void TextMode::savePicture(const ViewerBlock& block) {
 
 void TextMode::handle(const LostEvent& event) {
     finish(ViewerExit::Failed, fmt::format("connection to {}:{} lost: {}", arguments_.host,
-                                           arguments_.port, event.reason));
+                                           arguments_.port, printable(event.reason)));
 }
 
 /// Text mode alone goes on as long as the server lives: a camera may be off for a while.

@@ -334,10 +334,28 @@ TEST_F(TextModeTest, LetsTheServerRecordWhileItRuns) {
 
 TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminal) {
     begin({"--text", "--frames", "1"});
-    server_.say("CONNECTED\n\x1b[2Jevil\nFrame,0,1,1,0\nx");
+    server_.say("CONNECTED\n\x1b[2Jevil\n\xC2\x80 \xC2\x9B"
+                "2J \xC2\xA0 \xC3\x9B\nFrame,0,1,1,0\nx");
 
     EXPECT_EQ(finish(), ViewerExit::Done);
     EXPECT_EQ(out_.str().find('\x1b'), std::string::npos);
+    EXPECT_NE(out_.str().find("\n? ?2J \xC2\xA0 \xC3\x9B\n"), std::string::npos); // letters stay
+}
+
+TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminalByWhatIsWrong) {
+    begin({"--text", "--source", "porch"});
+    server_.say("CONNECTED\nDATA_SOURCE|\x1b[2J\xC2\x9B|id|v|1\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_NE(error_.str().find("?[2J?"), std::string::npos);
+}
+
+TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminalByABrokenHeader) {
+    begin({"--text"});
+    server_.say("CONNECTED\nFrame,\x1b[2J\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_NE(error_.str().find("?[2J"), std::string::npos);
 }
 
 } // namespace
