@@ -11,6 +11,8 @@ namespace ovelo {
 
 namespace {
 
+constexpr int kMostRefused = 4;
+
 /// Decodes in the caller's own thread: packets are handed to the decoder's pad, and what it makes of
 /// them is there when that returns.
 class GstSoundDecoder final : public SoundDecoder {
@@ -22,9 +24,8 @@ public:
 
     [[nodiscard]] std::vector<std::int16_t> decode(std::span<const std::uint8_t> packet) override {
         std::vector<std::int16_t> samples;
-        if (isBuilt() && !packet.empty() && !push(packet)) {
-            tearDown(); // after an error it takes nothing more
-            build();
+        if (isBuilt() && !packet.empty()) {
+            take(packet);
         }
         pull(samples);
         samples.resize(kPacketSamples);
@@ -34,9 +35,10 @@ public:
 private:
     void build();
     void tearDown();
+    void take(std::span<const std::uint8_t> packet);
     bool push(std::span<const std::uint8_t> packet);
     void pull(std::vector<std::int16_t>& samples);
-    void begin();
+    [[nodiscard]] bool begin();
 
     const int rate_;
     const int channels_;
@@ -44,7 +46,19 @@ private:
     GstPad* input_ = nullptr; // of the pipeline's first element
     GstPointer<GstElement> output_;
     GstClockTime time_ = 0; // of the next packet
+    int refused_ = 0;       // packets in a row, each by a decoder that was made anew
 };
+
+void GstSoundDecoder::take(std::span<const std::uint8_t> packet) {
+    if (push(packet)) {
+        refused_ = 0;
+        return;
+    }
+    tearDown(); // after an error it takes nothing more
+    if (++refused_ < kMostRefused) {
+        build();
+    } // else a further one would not do better
+}
 
 void GstSoundDecoder::build() {
     GstPointer<GstElement> pipeline(gst_parse_launch_full(
@@ -65,12 +79,16 @@ void GstSoundDecoder::build() {
     const GstPointer<GstElement> decoder(gst_bin_get_by_name(GST_BIN(pipeline.get()), "decoder"));
     input_ = gst_element_get_static_pad(decoder.get(), "sink");
     pipeline_ = std::move(pipeline);
-    gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING);
-    begin();
+    if (gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE ||
+        !begin()) {
+        tearDown();
+    }
 }
 
 /// What comes before the first packet.
-void GstSoundDecoder::begin() {
+///
+/// return  false when the decoder does not take the format
+bool GstSoundDecoder::begin() {
     const auto configuration = aacConfiguration(rate_, channels_);
     GstBuffer* codecData =
         gst_buffer_new_memdup(configuration.data(), static_cast<gsize>(configuration.size()));
@@ -82,9 +100,9 @@ void GstSoundDecoder::begin() {
     GstSegment segment;
     gst_segment_init(&segment, GST_FORMAT_TIME);
     gst_pad_send_event(input_, gst_event_new_stream_start("packets"));
-    gst_pad_send_event(input_, gst_event_new_caps(caps));
-    gst_pad_send_event(input_, gst_event_new_segment(&segment));
+    const bool accepted = gst_pad_send_event(input_, gst_event_new_caps(caps)) != FALSE;
     gst_caps_unref(caps);
+    return accepted && gst_pad_send_event(input_, gst_event_new_segment(&segment)) != FALSE;
 }
 
 void GstSoundDecoder::tearDown() {

@@ -20,9 +20,10 @@ constexpr std::chrono::milliseconds kPiece{20};
 constexpr std::chrono::milliseconds kTurn{10};
 constexpr std::chrono::milliseconds kBuffer{80}; // of the sink
 constexpr std::chrono::seconds kStartLimit{5};
-constexpr std::chrono::seconds kLook{1};   // for a sound server that has come
-constexpr std::chrono::seconds kRetry{60}; // after a failure, without one
-constexpr gint kSecond = 1000000000;       // nanoseconds
+constexpr std::chrono::milliseconds kStartLook{50}; // for a wish to stop meanwhile
+constexpr std::chrono::seconds kLook{1};            // for a sound server that has come
+constexpr std::chrono::seconds kRetry{60};          // after a failure, without one
+constexpr gint kSecond = 1000000000;                // nanoseconds
 constexpr const char* kNoOutput = "There is no sound output.";
 
 std::int64_t nanoseconds(std::chrono::nanoseconds time) {
@@ -104,7 +105,7 @@ std::string GstSoundPlayer::play(const std::stop_token& stop) {
     if (auto problem = build(); !problem.empty()) {
         return problem;
     }
-    if (auto problem = begin(); !problem.empty()) {
+    if (auto problem = begin(stop); !problem.empty()) {
         return problem;
     }
     tell({});
@@ -131,7 +132,7 @@ std::string GstSoundPlayer::build() {
     return {};
 }
 
-std::string GstSoundPlayer::begin() {
+std::string GstSoundPlayer::begin(const std::stop_token& stop) {
     if (gst_element_set_state(pipeline_.get(), GST_STATE_READY) == GST_STATE_CHANGE_FAILURE ||
         throwsAway(pipeline_.get())) {
         return kNoOutput;
@@ -140,13 +141,23 @@ std::string GstSoundPlayer::begin() {
         push(std::nullopt);
     }
     if (gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE ||
-        gst_element_get_state(pipeline_.get(), nullptr, nullptr,
-                              static_cast<GstClockTime>(nanoseconds(kStartLimit))) !=
-            GST_STATE_CHANGE_SUCCESS) {
+        !awaitPlaying(stop)) {
         const std::string reason = problem();
         return reason.empty() ? kNoOutput : reason;
     }
     return {};
+}
+
+/// return  false when it does not come to play, or is asked to stop
+bool GstSoundPlayer::awaitPlaying(const std::stop_token& stop) {
+    const auto limit = std::chrono::steady_clock::now() + kStartLimit;
+    auto state = GST_STATE_CHANGE_ASYNC;
+    while (state == GST_STATE_CHANGE_ASYNC && !stop.stop_requested() &&
+           std::chrono::steady_clock::now() < limit) {
+        state = gst_element_get_state(pipeline_.get(), nullptr, nullptr,
+                                      static_cast<GstClockTime>(nanoseconds(kStartLook)));
+    }
+    return state == GST_STATE_CHANGE_SUCCESS;
 }
 
 std::string GstSoundPlayer::supply(const std::stop_token& stop) {

@@ -26,7 +26,8 @@ private:
     void waitForOutput(const std::stop_token& stop);
     std::string play(const std::stop_token& stop);
     std::string build();
-    std::string begin();
+    std::string begin(const std::stop_token& stop);
+    bool awaitPlaying(const std::stop_token& stop);
     std::string supply(const std::stop_token& stop);
     void supplyUpTo(std::int64_t end, std::int64_t now);
     void push(std::optional<Time> heard);

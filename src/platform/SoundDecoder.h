@@ -36,7 +36,7 @@ public:
     ///
     /// rate      samples a second; one of the thirteen of MPEG-4, or any other
     /// channels  1 or 2
-    /// return    null when this computer has none
+    /// return    null when this computer has none, or none that takes such sound
     [[nodiscard]] static std::unique_ptr<SoundDecoder> createAac(int rate, int channels);
 };
 

@@ -38,6 +38,9 @@ struct AudioFormat {
     /// one or two channels at a rate between 1 000 and 192 000 a second.
     [[nodiscard]] bool isPlayable() const;
 
+    /// What the server tells as long as it has captured nothing, for instance without a microphone.
+    [[nodiscard]] bool isOfNothing() const { return formatID == 0 && !(sampleRate > 0); }
+
     [[nodiscard]] bool isAac() const { return formatID == kAac; }
 };
 

@@ -15,10 +15,14 @@ namespace ovelo {
 namespace {
 
 constexpr int kStepsPerSecond = 4; // of the delay
-constexpr int kLongestDelay = 4;   // seconds
+constexpr int kLongestDelay = 4;   // seconds; more only when more is given
 constexpr int kSlowest = 5;        // pictures a second
 constexpr int kFastest = 20;
 constexpr int kUsual = 14; // what servers begin with
+
+int steps(double delay) {
+    return static_cast<int>(std::lround(delay * kStepsPerSecond));
+}
 
 QString describeDelay(int steps) {
     if (steps == 0) {
@@ -68,9 +72,7 @@ ControlBar::ControlBar(double delay, std::optional<double> frameRate, Actions ac
         QStringLiteral("&Delay"),
         QStringLiteral("How long the server holds pictures back; about 3 s bring them in step with "
                        "the sound"),
-        0, kLongestDelay * kStepsPerSecond,
-        static_cast<int>(std::lround(std::min<double>(delay, kLongestDelay) * kStepsPerSecond)),
-        &describeDelay,
+        0, std::max(kLongestDelay * kStepsPerSecond, steps(delay)), steps(delay), &describeDelay,
         [this](int steps) { actions_.setDelay(static_cast<double>(steps) / kStepsPerSecond); }, 0);
     addSlider(
         QStringLiteral("R&ate"),
@@ -124,7 +126,9 @@ QSlider* ControlBar::addSlider(const QString& name, const QString& toolTip, int 
 }
 
 void ControlBar::setDelay(double seconds) {
-    delay_->setValue(static_cast<int>(std::ceil(seconds * kStepsPerSecond)));
+    const int wanted = static_cast<int>(std::ceil(seconds * kStepsPerSecond));
+    delay_->setMaximum(std::max(delay_->maximum(), wanted));
+    delay_->setValue(wanted);
 }
 
 void ControlBar::showSources(const DataSourceList& list) {

@@ -85,7 +85,7 @@ void RecordingsPanel::build() {
     grid->setRowStretch(0, 1);
 }
 
-void RecordingsPanel::showRecordings(const RecordedList& list) {
+void RecordingsPanel::showRecordings(const RecordingList& list) {
     const auto before = QString::fromStdString(chosen());
     known_ = true;
     list_->clear();

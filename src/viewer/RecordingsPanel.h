@@ -1,6 +1,6 @@
 #pragma once
 
-#include "viewer/RecordedList.h"
+#include "viewer/RecordingList.h"
 
 #include <QWidget>
 
@@ -27,7 +27,7 @@ public:
     explicit RecordingsPanel(Actions actions, QWidget* parent = nullptr);
 
     /// Keeps the choice when it is still there.
-    void showRecordings(const RecordedList& list);
+    void showRecordings(const RecordingList& list);
 
     /// name  of the recording that is played; empty: live pictures are shown
     void showPlaying(const std::string& name);

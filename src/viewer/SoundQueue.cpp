@@ -23,10 +23,14 @@ void SoundQueue::add(std::uint32_t frameID, std::span<const std::int16_t> sample
     if (arrival.late) {
         return;
     }
-    samples_.insert(samples_.end(), arrival.silence, 0);
-    samples_.insert(samples_.end(), samples.begin(), samples.end());
-    const auto surplus = samples_.size() - schedule_.queued();
+    // The oldest go before the newest come: a hostile server could tell of hours of silence.
+    const std::size_t queued = schedule_.queued();
+    const auto own = samples.last(std::min(samples.size(), queued));
+    const std::size_t silence = std::min(arrival.silence, queued - own.size());
+    const std::size_t surplus = samples_.size() - (queued - own.size() - silence);
     samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(surplus));
+    samples_.insert(samples_.end(), silence, 0);
+    samples_.insert(samples_.end(), own.begin(), own.end());
 }
 
 void SoundQueue::render(std::span<std::int16_t> output, SoundSchedule::Time heard) {

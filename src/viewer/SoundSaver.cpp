@@ -95,9 +95,11 @@ std::optional<Failure> SoundSaver::append(const std::vector<std::int16_t>& sampl
     }
     out_.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     samples_ += static_cast<std::uint32_t>(samples.size());
+    // Each time, for nobody knows how the program ends: the file can be read so far.
+    writeHeader();
+    out_.flush();
     complete_ = written() >= seconds_;
     if (complete_) {
-        writeHeader();
         out_.close();
     }
     return out_ ? std::nullopt

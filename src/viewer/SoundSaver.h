@@ -1,6 +1,6 @@
 #pragma once
 
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 #include "viewer/ViewerStream.h"
 
 #include <filesystem>
@@ -11,7 +11,8 @@
 namespace ovelo {
 
 /// Writes the server's sound to a WAV file: signed samples of 16 bits, one channel, at the server's
-/// rate. Missing blocks become silence of the length of the last one.
+/// rate. Missing blocks become silence of the length of the last one. After each block the file is
+/// one that can be read.
 class SoundSaver {
 public:
     /// seconds  of sound that are wanted; the last block is written whole
@@ -37,7 +38,7 @@ private:
 
     const std::filesystem::path file_;
     const double seconds_;
-    SoundBlocks blocks_;
+    SoundBlockDecoder blocks_;
     std::ofstream out_;
     int rate_ = 0; // of the file
     std::uint32_t samples_ = 0;

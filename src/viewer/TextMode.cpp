@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -20,17 +21,25 @@ std::string headerText(const FrameHeader& header) {
                        header.frameID, header.length, header.timeStamp, header.reportNeeded);
 }
 
-/// What a server says must not be able to command the terminal.
-std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
-    return text;
+/// What a server says must not be able to command the terminal. Control characters are also those
+/// from 80 to 9F, in UTF-8 two bytes of which the first is C2.
+std::string printable(std::string_view text) {
+    std::string shown;
+    for (const char byte : text) {
+        const auto c = static_cast<unsigned char>(byte);
+        if (c >= 0x80 && c < 0xA0 && shown.ends_with('\xC2')) {
+            shown.back() = '?';
+        } else {
+            shown.push_back(c < ' ' || c == 127 ? '?' : byte);
+        }
+    }
+    return shown;
 }
 
 std::string listNames(const DataSourceList& list) {
     std::string names;
     for (const DataSource& source : list.video) {
-        names += fmt::format("\n  {}", source.name);
+        names += fmt::format("\n  {}", printable(source.name));
     }
     return names.empty() ? " none" : names;
 }
@@ -96,17 +105,18 @@ void TextMode::providePassword() {
 
 void TextMode::handle(const AuthenticationEvent& event) {
     print(event.line);
-    if (event.accepted) {
-        begin(false);
-    } else {
+    if (!event.accepted && !client_.isOpen()) {
         finish(ViewerExit::Password, "the server refuses the password");
-    }
+    } else if (event.accepted && !begun_) {
+        begin(false);
+    } // else the answer to a password that the user typed as a command
 }
 
 /// The session is open: asks for what the user wants to see.
 ///
 /// started  pictures come without asking; asking would end what another viewer plays back
 void TextMode::begin(bool started) {
+    begun_ = true;
     for (const std::string& line : arguments_.send) {
         if (!client_.sendLine(line)) {
             finish(ViewerExit::Failed, fmt::format("cannot send the line \"{}\"", line));
@@ -160,7 +170,7 @@ void TextMode::handle(const TextEvent& event) {
     if (const auto list = DataSourceList::parse(event.line)) {
         playbackBegun_ = true;
         chooseSource(*list);
-    } else if (const auto recordings = RecordedList::parse(event.line)) {
+    } else if (const auto recordings = RecordingList::parse(event.line)) {
         listRecordings(*recordings);
     } else if (isPlaybackDone(event.line) && arguments_.play) {
         finish(ViewerExit::Done);
@@ -169,7 +179,7 @@ void TextMode::handle(const TextEvent& event) {
     }
 }
 
-void TextMode::listRecordings(const RecordedList& list) {
+void TextMode::listRecordings(const RecordingList& list) {
     if (!arguments_.listRecordings) {
         return;
     }
@@ -185,7 +195,7 @@ void TextMode::listRecordings(const RecordedList& list) {
 
 void TextMode::saveSound(const std::optional<Failure>& failure) {
     if (failure) {
-        finish(ViewerExit::Failed, failure->text);
+        finish(ViewerExit::Failed, printable(failure->text));
     } else if (sound_->complete()) {
         if (!arguments_.text) {
             out_ << fmt::format("{}: {:.3f} s\n", arguments_.saveSound->string(), sound_->written())
@@ -249,7 +259,7 @@ void TextMode::savePicture(const ViewerBlock& block) {
 
 void TextMode::handle(const LostEvent& event) {
     finish(ViewerExit::Failed, fmt::format("connection to {}:{} lost: {}", arguments_.host,
-                                           arguments_.port, event.reason));
+                                           arguments_.port, printable(event.reason)));
 }
 
 /// Text mode alone goes on as long as the server lives: a camera may be off for a while.

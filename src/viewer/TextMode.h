@@ -3,7 +3,7 @@
 #include "viewer/DataSourceList.h"
 #include "viewer/LineInput.h"
 #include "viewer/PictureFiles.h"
-#include "viewer/RecordedList.h"
+#include "viewer/RecordingList.h"
 #include "viewer/SoundSaver.h"
 #include "viewer/ViewerArguments.h"
 #include "viewer/ViewerClient.h"
@@ -59,7 +59,7 @@ private:
     void askFor(bool started);
     void sendTyped();
     void chooseSource(const DataSourceList& list);
-    void listRecordings(const RecordedList& list);
+    void listRecordings(const RecordingList& list);
     void saveSound(const std::optional<Failure>& failure);
     void countPicture(const ViewerBlock& block);
     void savePicture(const ViewerBlock& block);
@@ -75,6 +75,7 @@ private:
     ViewerClient client_;
     std::optional<PictureFiles> files_;
     unsigned pictures_ = 0;
+    bool begun_ = false;
     bool sourceChosen_ = false;
     bool playbackBegun_ = false; // the pictures are those of the recording
     SoundDecoder::Create createDecoder_;

@@ -160,10 +160,10 @@ ViewerEvent ViewerClient::handleAuthentication(std::string line) {
     if (accepted) {
         password_ = sentPassword_;
         openSessionLocked();
-    } else {
+    } else if (revived || phase_ != Phase::Open) {
         phase_ = Phase::Password;
         password_.clear();
-    }
+    } // else somebody tried another password by sendLine(): the session stays open
     return AuthenticationEvent{std::move(line), accepted};
 }
 

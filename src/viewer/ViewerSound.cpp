@@ -21,16 +21,24 @@ void ViewerSound::handleLine(std::string_view line) {
     if (!wanted_) {
         return; // the answer to a wish that is over
     }
-    endControlled();
     const auto format = AudioFormat::parse(line);
+    if (format && format_ == format.value()) {
+        return; // what plays goes on without a break
+    }
+    endControlled();
     if (!format) {
         tellControlled(format.error());
+        return;
+    }
+    if (format.value().isOfNothing()) {
+        problem_({}); // sound may come as soon as there is a microphone
         return;
     }
     if (const auto failure = blocks_.configure(format.value())) {
         tellControlled(failure->text);
         return;
     }
+    format_ = format.value();
     beginControlled();
 }
 
@@ -86,6 +94,7 @@ void ViewerSound::setWanted(bool wanted) {
 
 void ViewerSound::endControlled() {
     player_.reset(); // first: its thread uses the queue
+    format_.reset();
     complained_ = false;
     const std::lock_guard lock(lock_);
     queue_.reset();

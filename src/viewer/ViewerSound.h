@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/SoundPlayer.h"
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 #include "viewer/SoundQueue.h"
 #include "viewer/ViewerStream.h"
 
@@ -35,7 +35,9 @@ public:
     ViewerSound(const ViewerSound&) = delete;
     ViewerSound& operator=(const ViewerSound&) = delete;
 
-    /// Hears a line of the server; only those that tell a sound format count.
+    /// Hears a line of the server; only those that tell a sound format count. The format that is
+    /// played already changes nothing; the one of no microphone ends what is played, without a
+    /// problem.
     void handleLine(std::string_view line);
 
     void handleBlock(const ViewerBlock& block);
@@ -70,10 +72,11 @@ private:
     const Parts parts_;
     const std::function<void(const std::string&)> problem_;
 
-    std::mutex control_;      // taken before lock_; held while a player ends
-    SoundBlocks blocks_;      // guarded by control_
-    bool wanted_ = true;      // guarded by control_
-    bool complained_ = false; // guarded by control_
+    std::mutex control_;                // taken before lock_; held while a player ends
+    SoundBlockDecoder blocks_;          // guarded by control_
+    std::optional<AudioFormat> format_; // guarded by control_; none: nothing is played
+    bool wanted_ = true;                // guarded by control_
+    bool complained_ = false;           // guarded by control_
 
     std::atomic<bool> muted_ = false;
     std::atomic<double> volume_ = 1;

@@ -28,8 +28,9 @@ public:
     /// A text line without its line feed, or a block.
     using Item = std::variant<std::string, ViewerBlock>;
 
-    /// The longest text line that is accepted, without its line feed.
-    static constexpr std::size_t kMaxLine = 1024 * 1024;
+    /// The longest text line that is accepted, without its line feed: a list of some 200 000
+    /// recordings.
+    static constexpr std::size_t kMaxLine = std::size_t{8} * 1024 * 1024;
 
     /// Takes bytes from the front of `input` until an item is complete or nothing is left.
     ///

@@ -147,6 +147,9 @@ void ViewerWindow::chooseMicrophone(const std::string& name) {
 void ViewerWindow::startSource(const std::string& choice) {
     if (link_) {
         link_->client().start(choice);
+        if (actions_.listen->isChecked()) {
+            link_->client().setSound(true); // tells the format, which may be another now
+        }
         link_->client().getSources(); // tells whether it was chosen
         showPlaying({});
     }

@@ -106,7 +106,7 @@ void ViewerWindow::sessionOpen(bool started) {
 void ViewerWindow::handle(const TextEvent& event) {
     if (const auto sources = DataSourceList::parse(event.line)) {
         handleSources(*sources);
-    } else if (const auto recordings = RecordedList::parse(event.line)) {
+    } else if (const auto recordings = RecordingList::parse(event.line)) {
         recordings_->showRecordings(*recordings);
     } else if (isPlaybackDone(event.line)) {
         playbackDone();

@@ -72,6 +72,11 @@ TEST_F(SoundDecoderTest, LagsBehindTheEncodersInputByAPacketAndAHalf) {
     EXPECT_NEAR(static_cast<double>(peak - 4096), 1.5 * SoundDecoder::kPacketSamples, 300);
 }
 
+TEST_F(SoundDecoderTest, IsNotMadeForARateThatNoDecoderTakes) {
+    EXPECT_FALSE(SoundDecoder::createAac(1000, 1));
+    EXPECT_FALSE(SoundDecoder::createAac(192000, 1));
+}
+
 TEST_F(SoundDecoderTest, PlaysSilenceForBrokenPacketsAndGoesOn) {
     const auto packets = aacPackets(tone(440, 8000, 20480), 8000);
     const auto decoder = SoundDecoder::createAac(8000, 1);

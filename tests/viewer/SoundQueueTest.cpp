@@ -115,5 +115,21 @@ TEST_F(SoundQueueTest, KeepsAsManySamplesAsItsSchedule) {
     EXPECT_EQ(queue.schedule().queued(), 0U);
 }
 
+TEST_F(SoundQueueTest, KeepsTheNewestSoundAfterAGapThatIsLongerThanTheQueue) {
+    const auto lengthy = static_cast<std::size_t>(30 * kRate);
+    queue.add(0, Samples(lengthy, 1000), at(30));
+    queue.add(16, Samples(lengthy, 2000), at(510)); // 15 blocks are missing
+    EXPECT_EQ(queue.schedule().queued(), static_cast<std::size_t>(40 * kRate));
+
+    const auto silence = play(queue, 505, 505.2);
+    EXPECT_EQ(silence.back(), 0);
+    const auto sound = play(queue, 515.2, 515.4);
+    EXPECT_EQ(sound.back(), 2000);
+
+    queue.add(17, Samples(static_cast<std::size_t>(50 * kRate), 3000), at(560));
+    EXPECT_EQ(queue.schedule().queued(), static_cast<std::size_t>(40 * kRate));
+    EXPECT_EQ(play(queue, 600, 600.2).back(), 3000);
+}
+
 } // namespace
 } // namespace ovelo

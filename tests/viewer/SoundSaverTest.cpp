@@ -47,6 +47,17 @@ TEST_F(SoundSaverTest, WritesSilenceForMissingBlocks) {
     EXPECT_EQ(readFile(file).substr(44), std::string("\1\1\1\1\0\0\0\0\0\0\0\0\2\2\2\2", 16));
 }
 
+TEST_F(SoundSaverTest, TellsTheLengthInTheFileAfterEachBlock) {
+    SoundSaver saver(file, 1, &FakeDecoder::create);
+    EXPECT_FALSE(saver.handleLine(kPcmLine));
+    EXPECT_FALSE(saver.handleBlock(block(0, {1, 2, 3, 4})));
+    EXPECT_FALSE(saver.complete());
+
+    const auto written = readFile(file);
+    EXPECT_EQ(written.substr(4, 4), std::string("\x28\0\0\0", 4)); // what is behind it
+    EXPECT_EQ(written.substr(40), std::string("\4\0\0\0\2\1\4\3", 8));
+}
+
 TEST_F(SoundSaverTest, SaysWhatIsWrong) {
     SoundSaver saver(folder.path() / "missing" / "sound.wav", 1, &FakeDecoder::create);
     EXPECT_TRUE(saver.handleBlock(block(0, {1, 1}))); // no format yet

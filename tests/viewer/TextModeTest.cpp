@@ -223,6 +223,25 @@ TEST_F(TextModeTest, SendsWhatIsTyped) {
     EXPECT_EQ(finish(), ViewerExit::Done);
 }
 
+TEST_F(TextModeTest, OnlyPrintsTheAnswerToATypedPassword) {
+    begin({"--text", "--frames", "1", "--timeout", "5"});
+    server_.say("CONNECTED\n");
+    for (const char* expected : {"Sync,-0.001", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    type("Password,wrong\n");
+    EXPECT_EQ(server_.hear(), "Password,wrong");
+    server_.say("AUTH_FALLED\nAUTH_OK\n");
+    EXPECT_EQ(server_.hear(), "Sync,-0.001"); // of a session that is opened
+    type("Stop,\n");
+    EXPECT_EQ(server_.hear(), "Stop,"); // it does not ask for sources and pictures again
+    server_.say("Frame,0,1,1,0\nx");
+
+    EXPECT_EQ(finish(), ViewerExit::Done);
+    EXPECT_NE(out_.str().find("AUTH_FALLED\nAUTH_OK\n"), std::string::npos);
+    EXPECT_EQ(error_.str(), "");
+}
+
 TEST_F(TextModeTest, SaysWhenWhatIsTypedCannotBeSent) {
     begin({"--text", "--frames", "1"});
     server_.say("CONNECTED\n");
@@ -248,6 +267,18 @@ TEST_F(TextModeTest, SavesSound) {
     EXPECT_EQ(finish(), ViewerExit::Done);
     EXPECT_EQ(contents("sound.wav").substr(44), "badcfehg");
     EXPECT_EQ(out_.str(), path("sound.wav") + ": 0.001 s\n");
+}
+
+TEST_F(TextModeTest, LeavesAReadableFileWhenTheServerIsLostWhileSoundIsSaved) {
+    begin({"--save-sound", path("sound.wav")});
+    server_.say("CONNECTED\n"
+                "CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n"
+                "Audio,0,8,1,0\nabcdefgh");
+    server_.hear();
+    server_.hangUp();
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_EQ(contents("sound.wav").substr(40), std::string("\x08\0\0\0badcfehg", 12));
 }
 
 TEST_F(TextModeTest, FailsWhenNoSoundComes) {
@@ -303,10 +334,28 @@ TEST_F(TextModeTest, LetsTheServerRecordWhileItRuns) {
 
 TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminal) {
     begin({"--text", "--frames", "1"});
-    server_.say("CONNECTED\n\x1b[2Jevil\nFrame,0,1,1,0\nx");
+    server_.say("CONNECTED\n\x1b[2Jevil\n\xC2\x80 \xC2\x9B"
+                "2J \xC2\xA0 \xC3\x9B\nFrame,0,1,1,0\nx");
 
     EXPECT_EQ(finish(), ViewerExit::Done);
     EXPECT_EQ(out_.str().find('\x1b'), std::string::npos);
+    EXPECT_NE(out_.str().find("\n? ?2J \xC2\xA0 \xC3\x9B\n"), std::string::npos); // letters stay
+}
+
+TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminalByWhatIsWrong) {
+    begin({"--text", "--source", "porch"});
+    server_.say("CONNECTED\nDATA_SOURCE|\x1b[2J\xC2\x9B|id|v|1\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_NE(error_.str().find("?[2J?"), std::string::npos);
+}
+
+TEST_F(TextModeTest, DoesNotLetTheServerCommandTheTerminalByABrokenHeader) {
+    begin({"--text"});
+    server_.say("CONNECTED\nFrame,\x1b[2J\n");
+
+    EXPECT_EQ(finish(), ViewerExit::Failed);
+    EXPECT_NE(error_.str().find("?[2J"), std::string::npos);
 }
 
 } // namespace

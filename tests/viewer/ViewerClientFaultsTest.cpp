@@ -89,7 +89,7 @@ TEST_F(ViewerClientFaultsTest, LeavesAServerThatNeverEndsItsLine) {
     meet(client, "CONNECTED\n");
     std::thread sender([&] {
         try {
-            server_.say(std::string(2 * 1024 * 1024, 'x'));
+            server_.say(std::string(2 * ViewerStream::kMaxLine, 'x'));
         } catch (const std::exception&) {
             // The client has hung up, as it should.
         }

@@ -100,6 +100,33 @@ TEST_F(ViewerSoundTest, BeginsAnewWithEachFormat) {
     EXPECT_EQ(rates, (std::vector<int>{4000, 8000}));
 }
 
+TEST_F(ViewerSoundTest, GoesOnPlayingWhenTheSameFormatIsToldAgain) {
+    sound.handleLine(kPcmLine);
+    sound.handleBlock(block(0, 4000));
+    play(0.15);
+    sound.handleLine(kPcmLine);
+
+    EXPECT_EQ(rates.size(), 1U);
+    EXPECT_EQ(play(0.2).back(), 256);
+}
+
+TEST_F(ViewerSoundTest, WaitsWhileTheServerHasNoMicrophone) {
+    constexpr const char* kNothing = "CONFIG_AUDIO,0.000000,0,0,0,0,0,0,0,0.000000,0";
+    sound.handleLine(kNothing);
+    EXPECT_TRUE(rates.empty());
+    sound.handleLine(kPcmLine); // one was chosen
+    EXPECT_EQ(rates.size(), 1U);
+    sound.handleLine(kNothing);
+    sound.handleBlock(block(0, 4000));
+    EXPECT_FALSE(sound.lag());
+    sound.handleLine(kPcmLine);
+    EXPECT_EQ(rates.size(), 2U);
+
+    for (const std::string& problem : problems) {
+        EXPECT_EQ(problem, "");
+    }
+}
+
 TEST_F(ViewerSoundTest, ComplainsOnceAboutBrokenBlocks) {
     sound.handleLine(kAacLine);
     sound.handleBlock(block(0, 10));

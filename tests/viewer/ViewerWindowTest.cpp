@@ -232,6 +232,14 @@ TEST_F(ViewerWindowTest, SendsWhatTheSlidersSay) {
     }
 }
 
+TEST_F(ViewerWindowTest, ShowsADelayThatIsLongerThanUsual) {
+    delay_ = 12.5;
+    open();
+
+    EXPECT_EQ(find<QSlider>("delay")->value(), 50);
+    EXPECT_TRUE(saysSomewhere("12.50 s"));
+}
+
 TEST_F(ViewerWindowTest, OffersTheServersMicrophones) {
     meet();
     auto* microphones = box("microphone");
@@ -244,6 +252,25 @@ TEST_F(ViewerWindowTest, OffersTheServersMicrophones) {
     EXPECT_EQ(server_.hear(), "GetSources,");
     server_.say("DATA_SOURCE|yard|id|v|0|porch|id|v|1|Mic|id|a|1|Line|id|a|0\n"); // not taken
     EXPECT_TRUE(eventually([&] { return microphones->currentText() == QStringLiteral("Mic"); }));
+}
+
+TEST_F(ViewerWindowTest, ListensToTheMicrophoneThatIsChosen) {
+    meet();
+    action("Listen")->trigger();
+    EXPECT_EQ(server_.hear(), "GetSources,AAC");
+    EXPECT_EQ(server_.hear(), "Audio,1");
+    server_.say("CONFIG_AUDIO,0.000000,0,0,0,0,0,0,0,0.000000,0\n" + pictureMessage());
+    EXPECT_TRUE(eventually([&] { return saysSomewhere("waiting for sound"); }));
+
+    box("microphone")->setFocus();
+    QTest::keyClick(box("microphone"), Qt::Key_Down);
+
+    for (const char* expected : {"Start,porch|Line", "Audio,1", "GetSources,"}) {
+        EXPECT_EQ(server_.hear(), expected);
+    }
+    server_.say("CONFIG_AUDIO,4000.000000,1819304813,14,2,1,2,1,16,0.500000,20000\n");
+    EXPECT_TRUE(eventually([&] { return playedRate_ == 4000; }));
+    EXPECT_FALSE(saysSomewhere("no sound"));
 }
 
 TEST_F(ViewerWindowTest, ListensAndSaysHowLateTheSoundIs) {

@@ -1,4 +1,4 @@
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 
 #include "fakes/FakeSound.h"
 
@@ -22,8 +22,8 @@ Bytes aacBlock(std::string text, const Bytes& sound) {
     return block;
 }
 
-TEST(SoundBlocksTest, ReadsBigEndianSamples) {
-    SoundBlocks blocks(&FakeDecoder::create);
+TEST(SoundBlockDecoderTest, ReadsBigEndianSamples) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
     ASSERT_FALSE(blocks.configure(pcm(1)));
 
     const auto samples = blocks.decode(Bytes{0x01, 0x02, 0xFF, 0xFE, 0x80, 0x00, 0x7F});
@@ -34,8 +34,8 @@ TEST(SoundBlocksTest, ReadsBigEndianSamples) {
     EXPECT_EQ(blocks.age().count(), 0);
 }
 
-TEST(SoundBlocksTest, MixesTwoChannels) {
-    SoundBlocks blocks(&FakeDecoder::create);
+TEST(SoundBlockDecoderTest, MixesTwoChannels) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
     ASSERT_FALSE(blocks.configure(pcm(2)));
 
     const auto samples = blocks.decode(Bytes{0x00, 0x64, 0x00, 0x32, 0x80, 0x00, 0x80, 0x00, 1});
@@ -44,8 +44,8 @@ TEST(SoundBlocksTest, MixesTwoChannels) {
     EXPECT_EQ(samples.value(), (Samples{75, -32768}));
 }
 
-TEST(SoundBlocksTest, DecodesPacketByPacket) {
-    SoundBlocks blocks(&FakeDecoder::create);
+TEST(SoundBlockDecoderTest, DecodesPacketByPacket) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
     ASSERT_FALSE(blocks.configure(kAac));
 
     const auto samples = blocks.decode(aacBlock("2,1,0,0,2,1,0,3", {5, 6, 7}));
@@ -57,8 +57,8 @@ TEST(SoundBlocksTest, DecodesPacketByPacket) {
     EXPECT_NEAR(blocks.age().count(), 0.32, 1e-9);
 }
 
-TEST(SoundBlocksTest, RefusesBrokenBlocksAndUnknownFormats) {
-    SoundBlocks blocks(&FakeDecoder::create);
+TEST(SoundBlockDecoderTest, RefusesBrokenBlocksAndUnknownFormats) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
     EXPECT_FALSE(blocks.decode(Bytes{1, 2}));
     ASSERT_FALSE(blocks.configure(kAac));
     EXPECT_FALSE(blocks.decode(Bytes{1, 2}));
@@ -70,8 +70,16 @@ TEST(SoundBlocksTest, RefusesBrokenBlocksAndUnknownFormats) {
     EXPECT_FALSE(blocks.decode(aacBlock("0,0", {})));
 }
 
-TEST(SoundBlocksTest, SaysWhenThereIsNoDecoder) {
-    SoundBlocks blocks([](int, int) { return std::unique_ptr<SoundDecoder>(); });
+TEST(SoundBlockDecoderTest, RefusesABlockThatIsTooLong) {
+    SoundBlockDecoder blocks(&FakeDecoder::create);
+    ASSERT_FALSE(blocks.configure(pcm(1)));
+
+    EXPECT_TRUE(blocks.decode(Bytes(SoundBlockDecoder::kMaxBlock)));
+    EXPECT_FALSE(blocks.decode(Bytes(SoundBlockDecoder::kMaxBlock + 2)));
+}
+
+TEST(SoundBlockDecoderTest, SaysWhenThereIsNoDecoder) {
+    SoundBlockDecoder blocks([](int, int) { return std::unique_ptr<SoundDecoder>(); });
 
     EXPECT_TRUE(blocks.configure(kAac));
     EXPECT_FALSE(blocks.configure(pcm(1)));

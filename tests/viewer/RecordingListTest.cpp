@@ -1,4 +1,4 @@
-#include "viewer/RecordedList.h"
+#include "viewer/RecordingList.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ struct Sample {
 class RecordedListSampleTest : public testing::TestWithParam<Sample> {};
 
 TEST_P(RecordedListSampleTest, IsReadAsExpected) {
-    const auto list = RecordedList::parse(GetParam().line);
+    const auto list = RecordingList::parse(GetParam().line);
 
     ASSERT_TRUE(list);
     EXPECT_EQ(list->recordings, GetParam().expected);
@@ -54,20 +54,20 @@ INSTANTIATE_TEST_SUITE_P(
                     Sample{"RECORDED_LIST,-a.mov-20240131235959,-b", {{"a.mov", "20240131235959"}}},
                     Sample{"RECORDED_LIST,-a.mov-20240131235959,", {}}));
 
-TEST(RecordedListTest, IsNotReadFromOtherLines) {
+TEST(RecordingListTest, IsNotReadFromOtherLines) {
     for (const char* line : {"", "RECORDED_LISTS,-a.mov-20240131235959", "DATA_SOURCE|a|b|v|1",
                              "recorded_list", "VERSION,1.000000,Low,0,0,0"}) {
-        EXPECT_FALSE(RecordedList::parse(line)) << line;
+        EXPECT_FALSE(RecordingList::parse(line)) << line;
     }
 }
 
-TEST(RecordedListTest, ReadsALongListQuickly) {
+TEST(RecordingListTest, ReadsALongListQuickly) {
     std::string line = "RECORDED_LIST";
     for (int i = 0; i < 10000; ++i) {
         line += ",-Ovelo_20240131235959.mov-20240131235959";
     }
 
-    EXPECT_EQ(RecordedList::parse(line)->recordings.size(), 10000U);
+    EXPECT_EQ(RecordingList::parse(line)->recordings.size(), 10000U);
 }
 
 } // namespace

@@ -16,9 +16,12 @@ namespace ovelo {
 /// Makes samples of the server's sound blocks, whatever their format.
 ///
 /// thread  one at a time
-class SoundBlocks {
+class SoundBlockDecoder {
 public:
-    explicit SoundBlocks(SoundDecoder::Create createDecoder);
+    /// The longest block that is accepted, in bytes; real ones are about 20 kB.
+    static constexpr std::size_t kMaxBlock = std::size_t{1024} * 1024;
+
+    explicit SoundBlockDecoder(SoundDecoder::Create createDecoder);
 
     /// The blocks that follow are of this format.
     ///
@@ -27,7 +30,7 @@ public:
 
     /// The samples of a block, of one channel.
     ///
-    /// errors  the block is malformed, or nothing is configured
+    /// errors  the block is malformed or too long, or nothing is configured
     [[nodiscard]] Result<std::vector<std::int16_t>> decode(std::span<const std::uint8_t> block);
 
     /// Samples a second; 0 when nothing is configured.

@@ -22,13 +22,13 @@ struct Recording {
 /// digits that are a date follow, then the next entry or the end. The first place that looks so ends
 /// an entry. So a name is cut too early only when it holds ".mov-", a date and ",-" itself, like a
 /// copy called "a.mov-20240131235959,-b.mov"; such an entry cannot be told from two.
-struct RecordedList {
+struct RecordingList {
     std::vector<Recording> recordings; // in the server's order
 
     /// Reads such a line, without its line feed. What is not in the form of an entry ends the list.
     ///
     /// return  none when it is another line
-    static std::optional<RecordedList> parse(std::string_view line);
+    static std::optional<RecordingList> parse(std::string_view line);
 };
 
 } // namespace ovelo

@@ -1,4 +1,4 @@
-#include "viewer/AudioMessage.h"
+#include "viewer/SoundMessage.h"
 
 #include "viewer/Fields.h"
 
@@ -16,7 +16,7 @@ constexpr std::size_t kFieldsOfPacket = 3;
 constexpr std::size_t kFieldsOfBlock = 2; // the number of packets and the size of all
 // The longest number has 10 digits and a comma.
 constexpr std::size_t kMaxText =
-    (AudioMessage::kMaxPackets * kFieldsOfPacket + kFieldsOfBlock) * std::size_t{11};
+    (SoundMessage::kMaxPackets * kFieldsOfPacket + kFieldsOfBlock) * std::size_t{11};
 
 using Bytes = std::span<const std::uint8_t>;
 
@@ -40,7 +40,8 @@ std::optional<Bytes> packetAt(const std::string_view* field, Bytes sound, std::s
     const auto size = fields::number<std::uint32_t>(field[0]);
     const auto low = fields::number<std::uint32_t>(field[1]);
     const auto high = fields::number<std::uint32_t>(field[2]);
-    if (!size || !low || high != 0U) { // no block is longer than the low half can tell
+    if (!size || *size == 0 || !low ||
+        high != 0U) { // no block is longer than the low half can tell
         return std::nullopt;
     }
     if (*low < begin || *low > sound.size() || *size > sound.size() - *low) {
@@ -51,7 +52,7 @@ std::optional<Bytes> packetAt(const std::string_view* field, Bytes sound, std::s
 
 } // namespace
 
-Result<AudioMessage> AudioMessage::parse(Bytes block) {
+Result<SoundMessage> SoundMessage::parse(Bytes block) {
     const auto parts = splitAtZero(block);
     if (!parts) {
         return Failure{"the sound block has no zero byte behind its text"};
@@ -69,7 +70,7 @@ Result<AudioMessage> AudioMessage::parse(Bytes block) {
         return Failure{fmt::format("the sound block has {} bytes of sound, not as many as it says",
                                    parts->sound.size())};
     }
-    AudioMessage message;
+    SoundMessage message;
     message.packets.reserve(*count);
     std::size_t end = 0; // of the packets so far
     for (std::uint32_t i = 0; i < *count; ++i) {

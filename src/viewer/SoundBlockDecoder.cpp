@@ -1,17 +1,17 @@
-#include "viewer/SoundBlocks.h"
+#include "viewer/SoundBlockDecoder.h"
 
-#include "viewer/AudioMessage.h"
+#include "viewer/SoundMessage.h"
 
 #include <cmath>
 #include <utility>
 
 namespace ovelo {
 
-SoundBlocks::SoundBlocks(SoundDecoder::Create createDecoder)
+SoundBlockDecoder::SoundBlockDecoder(SoundDecoder::Create createDecoder)
     : createDecoder_(std::move(createDecoder)) {
 }
 
-std::optional<Failure> SoundBlocks::configure(const AudioFormat& format) {
+std::optional<Failure> SoundBlockDecoder::configure(const AudioFormat& format) {
     rate_ = 0;
     decoder_.reset();
     if (!format.isPlayable()) {
@@ -31,21 +31,25 @@ std::optional<Failure> SoundBlocks::configure(const AudioFormat& format) {
     return std::nullopt;
 }
 
-SoundSchedule::Seconds SoundBlocks::age() const {
+SoundSchedule::Seconds SoundBlockDecoder::age() const {
     constexpr double kPacketsOfAge = 2.5;
     return SoundSchedule::Seconds(
         decoder_ ? kPacketsOfAge * static_cast<double>(SoundDecoder::kPacketSamples) / rate_ : 0);
 }
 
-Result<std::vector<std::int16_t>> SoundBlocks::decode(std::span<const std::uint8_t> block) {
+Result<std::vector<std::int16_t>> SoundBlockDecoder::decode(std::span<const std::uint8_t> block) {
     if (rate_ == 0) {
         return Failure{"sound has come without its format"};
+    }
+    if (block.size() > kMaxBlock) {
+        return Failure{"a sound block is longer than what is accepted"};
     }
     return decoder_ ? decodePackets(block) : decodeSamples(block);
 }
 
-Result<std::vector<std::int16_t>> SoundBlocks::decodePackets(std::span<const std::uint8_t> block) {
-    const auto message = AudioMessage::parse(block);
+Result<std::vector<std::int16_t>>
+SoundBlockDecoder::decodePackets(std::span<const std::uint8_t> block) {
+    const auto message = SoundMessage::parse(block);
     if (!message) {
         return Failure{message.error()};
     }
@@ -59,7 +63,8 @@ Result<std::vector<std::int16_t>> SoundBlocks::decodePackets(std::span<const std
 }
 
 /// Big-endian; an incomplete sample at the end is left out.
-std::vector<std::int16_t> SoundBlocks::decodeSamples(std::span<const std::uint8_t> block) const {
+std::vector<std::int16_t>
+SoundBlockDecoder::decodeSamples(std::span<const std::uint8_t> block) const {
     const std::size_t channels = format_.channels;
     const std::size_t frame = channels * 2;
     std::vector<std::int16_t> samples;

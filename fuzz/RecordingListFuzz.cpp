@@ -1,4 +1,4 @@
-#include "viewer/RecordedList.h"
+#include "viewer/RecordingList.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 /// Whatever the line: writing the list again gives the beginning of the line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view line(reinterpret_cast<const char*>(data), size);
-    const auto list = ovelo::RecordedList::parse(line);
+    const auto list = ovelo::RecordingList::parse(line);
     if (!list) {
         return 0;
     }

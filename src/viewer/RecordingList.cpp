@@ -1,4 +1,4 @@
-#include "viewer/RecordedList.h"
+#include "viewer/RecordingList.h"
 
 #include "viewer/Fields.h"
 
@@ -48,11 +48,11 @@ std::optional<Recording> takeEntry(std::string_view& rest) {
 
 } // namespace
 
-std::optional<RecordedList> RecordedList::parse(std::string_view line) {
+std::optional<RecordingList> RecordingList::parse(std::string_view line) {
     if (line != kPrefix && !line.starts_with("RECORDED_LIST,")) {
         return std::nullopt;
     }
-    RecordedList list;
+    RecordingList list;
     std::string_view rest = line.substr(kPrefix.size());
     while (auto entry = takeEntry(rest)) {
         list.recordings.push_back(std::move(*entry));
