@@ -21,7 +21,8 @@ bool isPlainName(std::string_view name) {
 }
 
 std::filesystem::path pathOf(const std::string& name, const std::filesystem::path& folder) {
-    return isPlainName(name) ? folder / name : std::filesystem::path();
+    // Without a folder the name alone would be a file of the working directory.
+    return isPlainName(name) && !folder.empty() ? folder / name : std::filesystem::path();
 }
 
 } // namespace

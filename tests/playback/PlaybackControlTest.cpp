@@ -64,6 +64,16 @@ TEST_F(PlaybackControlTest, TreatsANameThatIsNoPlainOneLikeAMissingFile) {
     EXPECT_EQ(sink_.pictures(), 0);
 }
 
+TEST_F(PlaybackControlTest, PlaysNoFileOfTheWorkingDirectoryWhenThereIsNoFolder) {
+    PlaybackControl control(realTime(), [] { return std::filesystem::path(); });
+
+    control.startPlayback("a.mov");
+
+    EXPECT_TRUE(eventually([&] { return sink_.texts() == kDone; }));
+    EXPECT_THAT(files(), SizeIs(0));
+    EXPECT_EQ(sink_.pictures(), 0);
+}
+
 TEST_F(PlaybackControlTest, EndsAtOnceWithAMissingFile) {
     PlaybackControl control(realTime(), folder());
 
