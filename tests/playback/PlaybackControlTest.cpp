@@ -7,11 +7,14 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <atomic>
 #include <future>
 #include <optional>
 #include <random>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace ovelo {
 
@@ -58,6 +61,16 @@ TEST_F(PlaybackControlTest, TreatsANameThatIsNoPlainOneLikeAMissingFile) {
 
     EXPECT_THAT(files(), SizeIs(0));
     EXPECT_THAT(sink_.texts(), SizeIs(names.size()));
+    EXPECT_EQ(sink_.pictures(), 0);
+}
+
+TEST_F(PlaybackControlTest, PlaysNoFileOfTheWorkingDirectoryWhenThereIsNoFolder) {
+    PlaybackControl control(realTime(), [] { return std::filesystem::path(); });
+
+    control.startPlayback("a.mov");
+
+    EXPECT_TRUE(eventually([&] { return sink_.texts() == kDone; }));
+    EXPECT_THAT(files(), SizeIs(0));
     EXPECT_EQ(sink_.pictures(), 0);
 }
 
@@ -233,10 +246,10 @@ TEST_F(PlaybackControlOnMainThreadTest, TakesARequestWhileItWaitsForTheEndOfAnot
     control.startPlayback("first.mov");
     ASSERT_TRUE(eventually([&] { return movies_.asked == 1; }));
     const std::jthread viewer([&] {
-        MainThread::performAndWait([&] {
-            // Served from within the wait below; waits for the first to end like that.
-            MainThread::perform([&] { gate.set_value(); });
+        MainThread::performAndWait([&] { // served from within the wait below
             control.startPlayback("third.mov");
+            EXPECT_EQ(movies_.open, 1) << "the first is still there";
+            gate.set_value();
         });
     });
 
@@ -246,6 +259,107 @@ TEST_F(PlaybackControlOnMainThreadTest, TakesARequestWhileItWaitsForTheEndOfAnot
     EXPECT_THAT(files(), ElementsAre("/recordings/first.mov", "/recordings/third.mov"));
     EXPECT_EQ(movies_.mostOpen, 1);
     control.stopPlayback();
+}
+
+TEST_F(PlaybackControlOnMainThreadTest, StartsNothingWhenItIsToldToStopWhileItWaits) {
+    std::promise<void> gate;
+    movies_.onPicture = [open = gate.get_future().share()](Movie::Time) { open.wait(); };
+    PlaybackControl control(realTime(), [] { return "/recordings"; });
+    control.startPlayback("first.mov");
+    ASSERT_TRUE(eventually([&] { return movies_.asked == 1; }));
+    const std::jthread viewer([&] {
+        MainThread::performAndWait([&] {
+            control.startPlayback("third.mov");
+            control.stopPlayback();
+            EXPECT_EQ(movies_.open, 1);
+            gate.set_value();
+        });
+    });
+
+    control.startPlayback("second.mov");
+
+    EXPECT_FALSE(control.isPlaying());
+    EXPECT_EQ(movies_.open, 0);
+    EXPECT_THAT(files(), ElementsAre("/recordings/first.mov"));
+    EXPECT_EQ(sink_.texts(), kNothing);
+}
+
+TEST_F(PlaybackControlOnMainThreadTest, CarriesOutWhatComesWhileAnotherThreadEndsAPlayback) {
+    std::promise<void> gate;
+    auto parts = realTime();
+    PlaybackControl control({parts.sink, parts.log, parts.clock,
+                             [openMovie = parts.openMovie, open = gate.get_future().share()](
+                                 const std::filesystem::path& file, const std::stop_token& stop) {
+                                 auto movie = openMovie(file, stop);
+                                 open.wait();
+                                 return movie;
+                             },
+                             parts.makePicture, nullptr},
+                            [] { return "/recordings"; });
+    control.startPlayback("first.mov");
+    ASSERT_TRUE(eventually([&] { return movies_.open == 1; }));
+    std::jthread viewer([&] { control.startPlayback("second.mov"); });
+    ASSERT_TRUE(eventually([&] { return !control.isPlaying(); }));
+    MainThread::perform([&] {
+        gate.set_value();
+        viewer.join(); // nobody ends a playback any more
+        control.startPlayback("fourth.mov");
+    });
+
+    control.startPlayback("third.mov");
+
+    EXPECT_TRUE(control.isPlaying());
+    EXPECT_TRUE(eventually([&] { return files().back() == "/recordings/fourth.mov"; }));
+    EXPECT_EQ(movies_.mostOpen, 1);
+    control.stopPlayback();
+}
+
+TEST_F(PlaybackControlOnMainThreadTest, LeavesTheMainLoopItsTurnsHoweverOftenViewersAsk) {
+    using SteadyClock = std::chrono::steady_clock;
+    constexpr unsigned kViewers = 10;
+    constexpr int kTurns = 10;
+    movies_.onPicture = [](Movie::Time) { std::this_thread::sleep_for(3ms); }; // like a decoder
+    PlaybackControl control(realTime(), [] {
+        std::this_thread::sleep_for(1ms); // like a disk
+        return "/recordings";
+    });
+    std::atomic<int> turns = 0;
+    std::atomic<unsigned> going = kViewers;
+    std::vector<std::jthread> viewers;
+    for (unsigned viewer = 0; viewer < kViewers; ++viewer) {
+        viewers.emplace_back([&, viewer, limit = SteadyClock::now() + 5s] {
+            for (unsigned i = viewer; turns < kTurns && SteadyClock::now() < limit; ++i) {
+                MainThread::performAndWait(
+                    [&] { i % 8 == 0 ? control.stopPlayback() : control.startPlayback("a.mov"); });
+            }
+            --going;
+        });
+    }
+    auto lastTurn = SteadyClock::now();
+    SteadyClock::duration longest{};
+
+    // Asked by the outermost loop only, like a timer of the window.
+    const bool isOver = MainThread::serveUntil(
+        [&] {
+            const auto now = SteadyClock::now();
+            longest = std::max(longest, now - std::exchange(lastTurn, now));
+            ++turns;
+            return going == 0;
+        },
+        20s);
+
+    EXPECT_TRUE(isOver);
+    EXPECT_GE(turns, kTurns);
+    EXPECT_LT(longest, 1s);
+    EXPECT_GT(movies_.opened, 1);
+    EXPECT_EQ(movies_.mostOpen, 1);
+    control.startPlayback("last.mov");
+    EXPECT_TRUE(MainThread::serveUntil(
+        [&, shown = sink_.pictures()] { return sink_.pictures() > shown; }, 5s));
+    EXPECT_EQ(files().back(), "/recordings/last.mov");
+    control.stopPlayback();
+    EXPECT_EQ(movies_.open, 0);
+    EXPECT_EQ(movies_.mostOpen, 1);
 }
 
 } // namespace ovelo
