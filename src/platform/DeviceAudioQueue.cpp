@@ -12,8 +12,9 @@ namespace ovelo {
 
 namespace {
 
-constexpr std::size_t kBatch = 2048;                // samples: one AAC packet at half the rate
-constexpr std::size_t kMostHeard = 4 * kSoundRate;  // samples; 4 s behind is too far behind
+constexpr std::size_t kBatch = 2048; // samples: one AAC packet at half the rate
+constexpr std::size_t kMostHeard =
+    std::size_t{4} * kSoundRate;                    // samples; 4 s behind is too far behind
 constexpr std::uint32_t kLargestBuffer = 1U << 24U; // bytes
 constexpr const char* kNoBuffer = "the buffers do not come back fast enough.";
 

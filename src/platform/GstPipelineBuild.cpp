@@ -178,7 +178,7 @@ Result<Pipeline> muxedPipeline(const GstOrigin& origin, const GstOutlets& outlet
     if (!tail) {
         return tail;
     }
-    const auto source = parsed(origin.source, Kind::Part);
+    auto source = parsed(origin.source, Kind::Part);
     if (!source) {
         return source;
     }

@@ -19,6 +19,8 @@ class GstSoundDecoder final : public SoundDecoder {
 public:
     GstSoundDecoder(int rate, int channels) : rate_(rate), channels_(channels) { build(); }
     ~GstSoundDecoder() override { tearDown(); }
+    GstSoundDecoder(const GstSoundDecoder&) = delete;
+    GstSoundDecoder& operator=(const GstSoundDecoder&) = delete;
 
     [[nodiscard]] bool isBuilt() const { return pipeline_ != nullptr; }
 
