@@ -107,6 +107,7 @@ private:
     void search();
     void searched(const Result<std::vector<FoundService>>& result);
     void chooseServer();
+    void forgetServer();
     void connectTo(const std::string& host, std::uint16_t port);
 
     // What the server says. ViewerWindowEvents.cpp
