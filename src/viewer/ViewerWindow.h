@@ -61,6 +61,8 @@ private:
         QAction* nightVision = nullptr;
         QAction* turnLeft = nullptr;
         QAction* turnRight = nullptr;
+        QAction* motion = nullptr;
+        QList<QAction*> camera; // what else is set about the picture
     };
 
     // Building. ViewerWindow.cpp and ViewerWindowControls.cpp
