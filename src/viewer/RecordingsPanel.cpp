@@ -101,6 +101,12 @@ void RecordingsPanel::showRecordings(const RecordingList& list) {
     refresh();
 }
 
+void RecordingsPanel::forget() {
+    known_ = false;
+    list_->clear();
+    refresh();
+}
+
 void RecordingsPanel::showPlaying(const std::string& name) {
     playing_ = name;
     refresh();

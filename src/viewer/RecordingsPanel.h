@@ -29,6 +29,9 @@ public:
     /// Keeps the choice when it is still there.
     void showRecordings(const RecordingList& list);
 
+    /// The server is another one, whose recordings are not known yet.
+    void forget();
+
     /// name  of the recording that is played; empty: live pictures are shown
     void showPlaying(const std::string& name);
 

@@ -61,6 +61,8 @@ private:
         QAction* nightVision = nullptr;
         QAction* turnLeft = nullptr;
         QAction* turnRight = nullptr;
+        QAction* motion = nullptr;
+        QList<QAction*> camera; // what else is set about the picture
     };
 
     // Building. ViewerWindow.cpp and ViewerWindowControls.cpp
@@ -107,6 +109,7 @@ private:
     void search();
     void searched(const Result<std::vector<FoundService>>& result);
     void chooseServer();
+    void forgetServer();
     void connectTo(const std::string& host, std::uint16_t port);
 
     // What the server says. ViewerWindowEvents.cpp

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QScreen>
 #include <QSlider>
+#include <QStatusBar>
 
 #include <algorithm>
 
@@ -16,6 +17,7 @@ namespace ovelo {
 namespace {
 
 constexpr double kNoticeable = 0.15; // seconds between picture and sound
+constexpr int kMessageTime = 5000;   // milliseconds
 constexpr int kMovieTime = 2000;     // milliseconds until a recording that ended is on the list
 
 } // namespace
@@ -129,10 +131,13 @@ void ViewerWindow::askForMotion() {
 }
 
 void ViewerWindow::setMotion(const MotionSettings& settings) {
-    motion_ = settings;
-    if (link_) {
+    if (open_ && link_ &&
         link_->client().configureMotion(settings.sense, settings.email, settings.record,
-                                        settings.push);
+                                        settings.push)) {
+        motion_ = settings;
+    } else { // the connection was lost while the dialog was open
+        statusBar()->showMessage(QStringLiteral("Not connected: the settings were not sent."),
+                                 kMessageTime);
     }
 }
 
@@ -162,6 +167,10 @@ void ViewerWindow::refreshActions() {
     actions_.nightVision->setEnabled(open_);
     actions_.turnLeft->setEnabled(open_);
     actions_.turnRight->setEnabled(open_);
+    actions_.motion->setEnabled(open_);
+    for (QAction* action : actions_.camera) {
+        action->setEnabled(open_);
+    }
     actions_.live->setEnabled(open_ && !playing_.empty());
     recordings_->setConnected(open_);
 }

@@ -128,9 +128,10 @@ void ViewerWindow::buildServerMenu() {
                                        connectTo(arguments_.host, arguments_.port);
                                    }
                                }));
-    menu->addAction(makeAction(QStringLiteral("&Motion detection…"),
-                               QStringLiteral("What the server does when something moves"),
-                               {QKeySequence(Qt::CTRL | Qt::Key_D)}, [this] { askForMotion(); }));
+    actions_.motion = makeAction(QStringLiteral("&Motion detection…"),
+                                 QStringLiteral("What the server does when something moves"),
+                                 {QKeySequence(Qt::CTRL | Qt::Key_D)}, [this] { askForMotion(); });
+    menu->addAction(actions_.motion);
     menu->addSeparator();
     menu->addAction(makeAction(QStringLiteral("&Quit"), QStringLiteral("Ends the viewer"),
                                {QKeySequence(Qt::CTRL | Qt::Key_Q)}, [this] { close(); }));
@@ -140,13 +141,14 @@ void ViewerWindow::buildPictureMenu() {
     auto* menu = menuBar()->addMenu(QStringLiteral("&Picture"));
     menu->addActions({actions_.turnLeft, actions_.turnRight});
     for (const CameraAction& action : kCameraActions) {
-        menu->addAction(makeAction(QLatin1String(action.text), QLatin1String(action.toolTip), {},
-                                   [this, operation = action.operation] {
-                                       if (link_) {
-                                           link_->client().configureWebcam(operation);
-                                       }
-                                   }));
+        actions_.camera.append(makeAction(QLatin1String(action.text), QLatin1String(action.toolTip),
+                                          {}, [this, operation = action.operation] {
+                                              if (link_) {
+                                                  link_->client().configureWebcam(operation);
+                                              }
+                                          }));
     }
+    menu->addActions(actions_.camera);
     menu->addSeparator();
     menu->addAction(actions_.nightVision);
 }

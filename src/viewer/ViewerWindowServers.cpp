@@ -1,6 +1,8 @@
 #include "platform/Threads.h"
+#include "viewer/ControlBar.h"
 #include "viewer/PasswordDialog.h"
 #include "viewer/PictureView.h"
+#include "viewer/RecordingsPanel.h"
 #include "viewer/ServerChooser.h"
 #include "viewer/ViewerWindow.h"
 
@@ -54,9 +56,18 @@ void ViewerWindow::chooseServer() {
     search();
 }
 
+/// What the last server told does not hold for the next.
+void ViewerWindow::forgetServer() {
+    sources_ = {};
+    controls_->showSources(sources_);
+    recordings_->forget();
+    motion_ = {};
+}
+
 void ViewerWindow::connectTo(const std::string& host, std::uint16_t port) {
     if (host != arguments_.host || port != arguments_.port) {
         passwordKnown_ = arguments_.password.has_value();
+        forgetServer();
     }
     arguments_.host = host;
     arguments_.port = port;

@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 
 namespace ovelo {
@@ -118,7 +119,7 @@ protected:
     /// The button or menu entry of this text, without its mnemonic.
     QAction* action(const char* text) const {
         for (QAction* one : window_->actions()) {
-            if (one->text().remove(QLatin1Char('&')) == QLatin1String(text)) {
+            if (one->text().remove(QLatin1Char('&')) == QString::fromUtf8(text)) {
                 return one;
             }
         }
@@ -435,6 +436,49 @@ TEST_F(ViewerWindowTest, ChangesTheMotionSettingsFromWhatTheServerTold) {
     QTest::keyClick(&dialog, Qt::Key_Return);
 
     EXPECT_EQ(server_.hear(), "MotionConfig,High,0,1,1");
+}
+
+TEST_F(ViewerWindowTest, OffersNoSettingsOfAServerThatIsNotConnected) {
+    constexpr std::array kNames = {"Motion detection…", "Mirror", "Turn upside down",
+                                   "Camera name on/off", "Time on/off"};
+    const auto all = [&](bool enabled) {
+        return std::all_of(kNames.begin(), kNames.end(),
+                           [&](const char* name) { return action(name)->isEnabled() == enabled; });
+    };
+    meet();
+    EXPECT_TRUE(all(true));
+    action("Motion detection…")->trigger();
+    auto& dialog = window_->motionDialog();
+    ASSERT_TRUE(eventually([&] { return dialog.isVisible(); }));
+
+    server_.reset();
+    EXPECT_TRUE(eventually([&] { return all(false); }));
+
+    dialog.findChild<QComboBox*>()->setCurrentText(QStringLiteral("High"));
+    QTest::keyClick(&dialog, Qt::Key_Return); // cannot be sent
+    ASSERT_TRUE(server_.accept());
+    server_.say("CONNECTED\n");
+    ASSERT_TRUE(eventually([&] { return all(true); }));
+    action("Motion detection…")->trigger();
+    EXPECT_EQ(dialog.findChild<QComboBox*>()->currentText(), QStringLiteral("Low"));
+}
+
+TEST_F(ViewerWindowTest, ForgetsWhatAnotherServerTold) {
+    meet();
+    server_.say("RECORDED_LIST,-a.mov-20230101000000\n");
+    auto* list = window_->findChild<QTreeWidget*>();
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 1; }));
+    ScriptedServer other;
+
+    action("Choose…")->trigger();
+    auto* edit = window_->chooser().findChild<QLineEdit*>();
+    edit->setText(QStringLiteral("127.0.0.1:%1").arg(other.port()));
+    QTest::keyClick(edit, Qt::Key_Return);
+
+    ASSERT_TRUE(other.accept());
+    EXPECT_EQ(list->topLevelItemCount(), 0);
+    EXPECT_FALSE(box("camera")->isEnabled());
+    EXPECT_EQ(box("microphone")->count(), 0);
 }
 
 TEST_F(ViewerWindowTest, CanBeUsedByPeopleWhoDoNotSeeIt) {
