@@ -84,16 +84,6 @@ void MovieRecording::stopRecording() {
     setRecording(false);
 }
 
-void MovieRecording::setStartRecording(bool start) {
-    MainThread::performAndWait([this, start] {
-        if (start) {
-            startRecording();
-        } else {
-            stopRecording();
-        }
-    });
-}
-
 void MovieRecording::setRecording(bool recording) {
     if (isRecording() == recording || !movieFileOutput_) {
         return;

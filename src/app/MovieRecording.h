@@ -22,7 +22,7 @@ class Logger;
 /// Records the capture session to a movie on request, and puts the finished movie into the
 /// recordings folder.
 ///
-/// thread  main, but for setStartRecording() and the delegate's calls
+/// thread  main, but for the delegate's calls
 class MovieRecording final : private MovieFileOutput::Delegate {
 public:
     using Path = std::filesystem::path;
@@ -56,10 +56,6 @@ public:
     void startRecording();
 
     void stopRecording();
-
-    /// startRecording() or stopRecording() on the main thread, waiting until it is done. Any
-    /// thread.
-    void setStartRecording(bool start);
 
     /// Begins or ends the writing of the movie file; ending takes a moment, which is not waited for.
     void setRecording(bool recording);

@@ -176,7 +176,7 @@ std::string MyDocument::getRecordedList() {
 void MyDocument::setStartRecording(bool start) {
     MainThread::performAndWait([this, start] {
         if (!closed_) {
-            recording_.setStartRecording(start);
+            start ? recording_.startRecording() : recording_.stopRecording();
         }
     });
 }
@@ -190,7 +190,7 @@ void MyDocument::startPlayback(const std::string& name) {
 }
 
 void MyDocument::stopPlayback() {
-    playback_.stopPlayback();
+    MainThread::performAndWait([this] { playback_.stopPlayback(); });
 }
 
 std::string MyDocument::getAudioParameters() {

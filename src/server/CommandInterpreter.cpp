@@ -1,7 +1,6 @@
 #include "server/CommandInterpreter.h"
 
 #include "platform/Console.h"
-#include "platform/MainThread.h"
 #include "platform/Mutex.h"
 #include "platform/Numbers.h"
 #include "platform/Settings.h"
@@ -151,7 +150,7 @@ void CommandInterpreter::reply(const std::string& line, const Command& command) 
 }
 
 void CommandInterpreter::start(const Command& command) {
-    MainThread::performAndWait([this] { document_.stopPlayback(); });
+    document_.stopPlayback();
     document_.setDataSource(command.argument);
     session_.setStarted(command.connection_type, true);
 }
@@ -165,7 +164,7 @@ void CommandInterpreter::record(const Command& command) {
 }
 
 void CommandInterpreter::playback(const Command& command) {
-    MainThread::performAndWait([&] { document_.startPlayback(command.argument); });
+    document_.startPlayback(command.argument);
     session_.setStarted(command.connection_type, true);
 }
 

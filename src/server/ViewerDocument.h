@@ -6,8 +6,8 @@ namespace ovelo {
 
 /// What viewers may ask of the application. Implemented by MyDocument.
 ///
-/// thread  any that holds no lock: what changes the capture session runs on the main thread while
-/// the caller waits
+/// thread  any that holds no lock: what changes the capture session, a recording or a playback runs
+///         on the main thread while the caller waits
 class ViewerDocument {
 public:
     virtual ~ViewerDocument() = default;

@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <thread>
 
 namespace ovelo {
 
@@ -189,23 +188,6 @@ TEST_F(MovieRecordingTest, AMovieThatIsWholeInSpiteOfAnErrorIsKept) {
 
     EXPECT_EQ(filesIn(kept_), 1U);
     EXPECT_TRUE(window_.errors.empty());
-}
-
-TEST_F(MovieRecordingTest, OtherThreadsStartAndStopThroughTheMainThread) {
-    bool wasRecording = false;
-    std::atomic<bool> isDone{false};
-    std::thread viewer([&] {
-        recording_.setStartRecording(true);
-        MainThread::performAndWait([&] { wasRecording = recording_.isRecording(); });
-        recording_.setStartRecording(false);
-        isDone = true;
-    });
-    ASSERT_TRUE(MainThread::serveUntil([&] { return isDone.load(); }, 5s));
-    viewer.join();
-
-    EXPECT_TRUE(wasRecording);
-    EXPECT_TRUE(recording_.waitUntilIdle(5s));
-    EXPECT_EQ(filesIn(kept_), 1U);
 }
 
 TEST_F(MovieRecordingTest, ItsEndFinishesARecordingThatGoesOn) {

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <thread>
+#include <utility>
 
 namespace ovelo {
 namespace {
@@ -408,6 +409,25 @@ TEST_F(MyDocumentTest, ShutdownFinishesARecordingAndKeepsIt) {
     document->startPlayback("late.mov");
     EXPECT_FALSE(document->isRecording()) << "nobody starts anything any more";
     EXPECT_FALSE(document->isPlaying());
+}
+
+TEST_F(MyDocumentTest, MainThreadCarriesOutWhatAViewerAsks) {
+    start();
+    bool isOnMainThread = false;
+    document->propertyChanged().connect(
+        [&](const std::string&) { isOnMainThread = MainThread::isCurrent(); });
+    asViewer([&] {
+        document->setStartRecording(true);
+        EXPECT_TRUE(std::exchange(isOnMainThread, false));
+        document->startPlayback("any.mov");
+        EXPECT_TRUE(document->isPlaying());
+        document->stopPlayback();
+        EXPECT_FALSE(document->isPlaying());
+        document->setStartRecording(false);
+    });
+
+    EXPECT_EQ(movies.open, 0);
+    EXPECT_FALSE(document->isRecording());
 }
 
 TEST_F(MyDocumentTest, PlaybackIsOfTheRecordingsFolderAndRestsLivePictures) {
