@@ -25,6 +25,14 @@ std::string resampledTo(double rate) {
                        GST_AUDIO_NE(S16), static_cast<int>(rate));
 }
 
+bool isInstalled(const char* element) {
+    GstElementFactory* factory = gst_element_factory_find(element);
+    if (factory) {
+        gst_object_unref(factory);
+    }
+    return factory != nullptr;
+}
+
 gboolean takeEvent(GstPad*, GstObject*, GstEvent* event) {
     gst_event_unref(event);
     return TRUE;
