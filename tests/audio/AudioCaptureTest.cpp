@@ -112,7 +112,8 @@ TEST_F(AudioCaptureTest, TellsWhichPackageIsMissingAndStillSendsSamples) {
     const auto selected = select("Sweep");
     const std::string text = testing::internal::GetCapturedStderr();
     EXPECT_EQ(text, "Sound cannot be encoded: install the package gstreamer1.0-plugins-bad or "
-                    "gstreamer1.0-libav.\nError: AudioQueueNewInput failed (95)\n");
+                    "gstreamer1.0-libav. (no element \"voaacenc\"; no element \"avenc_aac\")\n"
+                    "Error: AudioQueueNewInput failed (95)\n");
     EXPECT_EQ(level(), 0.0F);
 
     audio->setAudioFormat(0);
