@@ -150,6 +150,13 @@ class Server:
         self.settle()
         return last_raw()
 
+    def cost(self, label, seconds):
+        """What the server costs by itself for so long, whoever is connected."""
+        command = self.command(label, 0, seconds)
+        with open(os.path.join(OUT, "loadgen.log"), "ab") as log:
+            subprocess.run(command, stdout=log, stderr=log, check=False)
+        return last_raw()["cpu_pct"]
+
     def settle(self):
         """Waits until the server has closed the connections of the last run, all left by their viewers."""
         wait_for(lambda: not connections(self.port), 30, f"{self.name} to drop its viewers")

@@ -288,13 +288,13 @@ def sound(quick):
 def recording(quick):
     seconds = 10 if quick else 60
     with ovelo(fps=15, sound=True) as server:
-        idle = server.view("recording, none", 0, seconds)["cpu_pct"]
+        idle = server.cost("recording, none", seconds)
         with harness.Wire(server.port) as viewer:
             viewer.send("Stop,")
-            watched = server.view("recording, before", 0, seconds)["cpu_pct"]
+            watched = server.cost("recording, before", seconds)
             viewer.send("Record,Y")
             time.sleep(2)
-            busy = server.view("recording", 0, seconds)["cpu_pct"]
+            busy = server.cost("recording", seconds)
             viewer.send("Record,N")
             viewer.send("GetRecorded,")
             viewer.wait_for_line("RECORDED_LIST")

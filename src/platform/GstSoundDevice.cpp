@@ -59,8 +59,9 @@ std::optional<Failure> tryOut(const GstOrigin& origin) {
         if (!origin.isDescription()) {
             return gst_element_make_from_uri(GST_URI_SRC, origin.source.c_str(), nullptr, error);
         }
-        return gst_parse_launch_full(origin.source.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS,
-                                     error);
+        // With an end, for a description may close with the format that it wants.
+        return gst_parse_launch_full((origin.source + " ! fakesink").c_str(), nullptr,
+                                     GST_PARSE_FLAG_FATAL_ERRORS, error);
     });
     return !failure && origin.isFile() ? findFile(origin.source) : failure;
 }

@@ -152,6 +152,14 @@ TEST_F(GstSoundDeviceTest, CostsNothingWhileNobodyHearsIt) {
     EXPECT_TRUE(watcher.waitFor(heard + 0.1));
 }
 
+TEST_F(GstSoundDeviceTest, IsHeardWhenItsDescriptionEndsWithAFormat) {
+    const auto device =
+        sound("audiotestsrc is-live=true ! audio/x-raw,format=S16LE,rate=48000,channels=1");
+    ASSERT_FALSE(device->open());
+    const auto tap = device->tapSound(watcher.handler());
+    EXPECT_TRUE(watcher.waitFor(0.1));
+}
+
 TEST_F(GstSoundDeviceTest, IsSilentWhileItIsClosed) {
     const auto before = threads();
     const auto device = sound(kTone);
