@@ -12,6 +12,8 @@ public:
         taps_->insert(*this);
     }
     ~Tap() override { taps_->remove(*this); }
+    Tap(const Tap&) = delete;
+    Tap& operator=(const Tap&) = delete;
 
     void hear(const SoundBlock& block) const { handler_(block); }
 
