@@ -2,6 +2,7 @@
 
 #include "audio/AudioMessage.h"
 #include "audio/AudioSink.h"
+#include "platform/AacConfiguration.h"
 #include "platform/Console.h"
 
 #include <fmt/format.h>
@@ -25,7 +26,7 @@ AudioStreamDescription aacFormat() {
     AudioStreamDescription format;
     format.mSampleRate = 8000;
     format.mFormatID = kAudioFormatAac;
-    format.mFramesPerPacket = 1024;
+    format.mFramesPerPacket = kAacPacketSamples;
     format.mChannelsPerFrame = 1;
     return format;
 }

@@ -1,7 +1,6 @@
 #include "platform/GstSoundDevice.h"
 
 #include "platform/Credentials.h"
-#include "platform/MainThread.h"
 
 #include <gst/gst.h>
 
@@ -101,10 +100,6 @@ std::unique_ptr<SoundTap> GstSoundDevice::tapSound(SoundHandler handler) {
     return taps_->add(std::move(handler));
 }
 
-std::vector<std::string> GstSoundDevice::formatSummaries() const {
-    return format_.empty() ? std::vector<std::string>{} : std::vector{format_};
-}
-
 void GstSoundDevice::runWhenHeard() {
     const bool isWanted = isOpen() && taps_->isHeard();
     if (isWanted && !run_) {
@@ -117,49 +112,23 @@ void GstSoundDevice::runWhenHeard() {
 void GstSoundDevice::startRun() {
     const GstOutlets outlets{nullptr, std::make_shared<GstSoundDelivery>(taps_)};
     outlets.sound->attach();
-    ++runNumber_;
-    run_ = std::make_unique<GstVideoRun>(
-        GstVideoRun::Environment{traits().origin, traits().name, services_.patience, services_.log,
-                                 onMainThread(&GstSoundDevice::runEnded),
-                                 onMainThread(&GstSoundDevice::formatIs), false},
-        nullptr, outlets);
+    beginRun();
+    run_ = std::make_unique<GstVideoRun>(GstVideoRun::Environment{traits().origin, traits().name,
+                                                                  services_.patience, services_.log,
+                                                                  runEnded(), formatIs(), false},
+                                         nullptr, outlets);
 }
 
 void GstSoundDevice::stopRun() {
     if (!run_) {
         return;
     }
-    ++runNumber_;
+    endRun();
     run_->stop();
-    format_.clear();
     if (run_->waitUntilEnded(kStopPatience)) {
         run_.reset();
     } else {
         services_.disposal->take(std::move(run_));
-    }
-}
-
-std::function<void(const std::string&)>
-GstSoundDevice::onMainThread(void (GstSoundDevice::*operation)(std::uint64_t, const std::string&)) {
-    return [weak = weak_from_this(), run = runNumber_, operation](const std::string& text) {
-        MainThread::perform([weak, run, operation, text] {
-            if (const auto device = weak.lock()) {
-                ((*device).*operation)(run, text);
-            }
-        });
-    };
-}
-
-void GstSoundDevice::runEnded(std::uint64_t run, const std::string& reason) {
-    if (run == runNumber_) {
-        tellEnded(reason);
-    }
-}
-
-void GstSoundDevice::formatIs(std::uint64_t run, const std::string& format) {
-    if (run == runNumber_ && format != format_) {
-        format_ = format;
-        formatChanged().emit();
     }
 }
 

@@ -1,7 +1,5 @@
 #include "platform/GstVideoDevice.h"
 
-#include "platform/MainThread.h"
-
 #include <utility>
 
 namespace ovelo {
@@ -65,21 +63,19 @@ void GstVideoDevice::start(FrameHandler handler) {
     if (outlets_.sound) {
         outlets_.sound->attach();
     }
-    ++runNumber_;
-    run_ = std::make_unique<GstVideoRun>(
-        GstVideoRun::Environment{traits().origin, traits().name, services_.patience, services_.log,
-                                 onMainThread(&GstVideoDevice::runEnded),
-                                 onMainThread(&GstVideoDevice::formatIs)},
-        std::move(pipeline_), outlets_);
+    beginRun();
+    run_ = std::make_unique<GstVideoRun>(GstVideoRun::Environment{traits().origin, traits().name,
+                                                                  services_.patience, services_.log,
+                                                                  runEnded(), formatIs()},
+                                         std::move(pipeline_), outlets_);
 }
 
 void GstVideoDevice::stop() {
     if (!run_) {
         return;
     }
-    ++runNumber_;
+    endRun();
     run_->stop();
-    format_.clear();
     const bool isHardware = traits().origin.isHardware();
     if (run_->waitUntilEnded(isHardware ? kHardwareStopPatience : kStopPatience)) {
         pipeline_ = run_->takePipeline();
@@ -96,34 +92,6 @@ std::unique_ptr<SoundTap> GstVideoDevice::tapSound(SoundHandler handler) {
 GstOutlets GstVideoDevice::newOutlets() const {
     return {std::make_shared<GstFrameDelivery>(),
             taps_ ? std::make_shared<GstSoundDelivery>(taps_) : nullptr};
-}
-
-std::vector<std::string> GstVideoDevice::formatSummaries() const {
-    return format_.empty() ? std::vector<std::string>{} : std::vector{format_};
-}
-
-std::function<void(const std::string&)>
-GstVideoDevice::onMainThread(void (GstVideoDevice::*operation)(std::uint64_t, const std::string&)) {
-    return [weak = weak_from_this(), run = runNumber_, operation](const std::string& text) {
-        MainThread::perform([weak, run, operation, text] {
-            if (const auto device = weak.lock()) {
-                ((*device).*operation)(run, text);
-            }
-        });
-    };
-}
-
-void GstVideoDevice::runEnded(std::uint64_t run, const std::string& reason) {
-    if (run == runNumber_) {
-        tellEnded(reason);
-    }
-}
-
-void GstVideoDevice::formatIs(std::uint64_t run, const std::string& format) {
-    if (run == runNumber_ && format != format_) {
-        format_ = format;
-        formatChanged().emit();
-    }
 }
 
 } // namespace ovelo

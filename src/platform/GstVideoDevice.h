@@ -4,7 +4,6 @@
 #include "platform/GstDisposal.h"
 #include "platform/GstVideoRun.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,8 +16,7 @@ namespace ovelo {
 /// told and it is tried again while started. Every other source that fails or ends tells ended().
 ///
 /// lifetime  made by make(); calls that are on their way to the main thread find it gone when it is
-class GstVideoDevice final : public GstCaptureDevice,
-                             public std::enable_shared_from_this<GstVideoDevice> {
+class GstVideoDevice final : public GstCaptureDevice {
 public:
     /// What all devices share.
     struct Services {
@@ -35,24 +33,17 @@ public:
     void start(FrameHandler handler) override;
     void stop() override;
     [[nodiscard]] std::unique_ptr<SoundTap> tapSound(SoundHandler handler) override;
-    [[nodiscard]] std::vector<std::string> formatSummaries() const override;
 
 private:
     GstVideoDevice(Traits traits, Services services);
 
-    std::function<void(const std::string&)>
-    onMainThread(void (GstVideoDevice::*operation)(std::uint64_t, const std::string&));
     [[nodiscard]] GstOutlets newOutlets() const;
-    void runEnded(std::uint64_t run, const std::string& reason);
-    void formatIs(std::uint64_t run, const std::string& format);
 
     const Services services_;
     const std::shared_ptr<SoundTaps> taps_; // null without sound
     GstOutlets outlets_;
     std::unique_ptr<GstVideoPipeline> pipeline_; // open and not started, else null
     std::unique_ptr<GstVideoRun> run_;           // while started
-    std::uint64_t runNumber_ = 0;                // tells news of an earlier run apart
-    std::string format_;
 };
 
 } // namespace ovelo

@@ -1,5 +1,6 @@
 #include "viewer/AudioFormat.h"
 
+#include "platform/AacConfiguration.h"
 #include "viewer/Fields.h"
 
 #include <fmt/format.h>
@@ -21,7 +22,6 @@ constexpr std::uint32_t kSignedFlag = 4;
 constexpr std::uint32_t kFloatFlag = 1;
 constexpr double kSlowest = 1000; // samples a second
 constexpr double kFastest = 192000;
-constexpr std::uint32_t kAacFrames = 1024;
 
 /// A 32-bit field; servers print it signed, so a four-character code may come as a negative one.
 std::optional<std::uint32_t> word(std::string_view text) {
@@ -91,7 +91,7 @@ bool AudioFormat::isPlayable() const {
     if (sampleRate < kSlowest || sampleRate > kFastest || channels < 1 || channels > 2) {
         return false;
     }
-    return isPcm(*this) || (isAac() && bytesPerPacket == 0 && framesPerPacket == kAacFrames);
+    return isPcm(*this) || (isAac() && bytesPerPacket == 0 && framesPerPacket == kAacPacketSamples);
 }
 
 } // namespace ovelo
