@@ -4,6 +4,7 @@
 #include "platform/Console.h"
 #include "platform/Mutex.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <exception>
@@ -22,6 +23,7 @@ struct Call {
     explicit Call(MainThread::Task what) : task(std::move(what)) {}
 
     MainThread::Task task;
+    const std::thread::id caller = std::this_thread::get_id();
     bool finished = false;      // guarded by the queue's lock
     std::exception_ptr failure; // likewise
     std::condition_variable done;
@@ -64,6 +66,28 @@ std::shared_ptr<Call> nextCall(Calls& state) {
     auto call = state.waiting.front();
     state.waiting.pop_front();
     return call;
+}
+
+std::shared_ptr<Call> nextCallOf(Calls& state, std::thread::id caller) {
+    const std::lock_guard lock(state.lock);
+    const auto found = std::find_if(state.waiting.begin(), state.waiting.end(),
+                                    [&](const auto& call) { return call->caller == caller; });
+    if (found == state.waiting.end()) {
+        return nullptr;
+    }
+    auto call = *found;
+    state.waiting.erase(found);
+    return call;
+}
+
+void run(Calls& state, Call& call) {
+    std::exception_ptr failure;
+    try {
+        call.task();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    finish(state, call, failure);
 }
 
 /// return  null when the main loop has ended
@@ -155,13 +179,7 @@ void MainThread::serve() {
         if (!call) {
             return; // served by a call of ours, from a nested loop
         }
-        std::exception_ptr failure;
-        try {
-            call->task();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-        finish(state, *call, failure);
+        run(state, *call);
     }
 }
 
@@ -178,6 +196,18 @@ bool MainThread::serveUntil(const std::function<bool()>& done, std::chrono::mill
         state.added.wait_for(lock, kTurn, [&] { return !state.waiting.empty(); });
     }
     return true;
+}
+
+void MainThread::serveCallsOf(std::thread::id caller, const std::function<bool()>& done) {
+    constexpr auto kTurn = std::chrono::milliseconds(1); // `done` may change without a call
+    Calls& state = calls();
+    while (!done()) {
+        while (const auto call = nextCallOf(state, caller)) {
+            run(state, *call);
+        }
+        std::unique_lock lock(state.lock);
+        state.added.wait_for(lock, kTurn);
+    }
 }
 
 } // namespace ovelo
