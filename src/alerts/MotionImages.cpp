@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace ovelo {
@@ -53,6 +54,8 @@ void MotionImages::beginWith(IplImagePointer picture) {
 
 IplImagePointer MotionImages::grayImage() const {
     IplImagePointer image(cvCreateImage(cvSize(width_, height_), IPL_DEPTH_8U, 1));
+    // Rows may be longer than they are wide; what is behind them is compared like pixels.
+    std::memset(image->imageData, 0, static_cast<std::size_t>(image->imageSize));
     image->origin = color_img_->origin;
     return image;
 }

@@ -14,6 +14,8 @@ using testing::HasSubstr;
 
 class MotionAlertsTest : public MotionFixture {
 protected:
+    MotionAlertsTest() { scale = 40; }
+
     void allOn() {
         settings.setBoolean("useMotionEmail", true);
         settings.setBoolean("useMotionRecord", true);

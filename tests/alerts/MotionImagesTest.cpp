@@ -63,7 +63,7 @@ protected:
 
 TEST_F(MotionImagesTest, RatiosOfShapesAreThoseOfThePlainArithmetic) {
     std::vector<VideoFrame> frames;
-    for (int i = 0; i < 12; ++i) {
+    for (int i = 0; i < 4; ++i) {
         frames.push_back(shapes(320, 240));
     }
     expectSame(frames);
@@ -71,7 +71,7 @@ TEST_F(MotionImagesTest, RatiosOfShapesAreThoseOfThePlainArithmetic) {
 
 TEST_F(MotionImagesTest, RatiosOfNoiseAreThoseOfThePlainArithmetic) {
     std::vector<VideoFrame> frames;
-    for (const int highest : {255, 40, 130, 20, 255, 150, 10}) {
+    for (const int highest : {255, 40, 130}) {
         frames.push_back(noise(320, 240, highest / 3, highest));
     }
     expectSame(frames);

@@ -77,7 +77,7 @@ protected:
                 [this](const VideoFrame& frame, float width, float height) {
                     ++examined;
                     auto bitmap = std::make_shared<Bitmap>(
-                        ImageUtil::GetResizedImage(frame, width, height, settings));
+                        ImageUtil::GetResizedImage(frame, width / scale, height / scale, settings));
                     VideoFrame scaled = bitmap->frame();
                     scaled.owner = std::move(bitmap);
                     return scaled;
@@ -94,7 +94,10 @@ protected:
     }
 
     /// One grey level all over.
-    static VideoFrame gray(int level) { return bars(level, 320, 0); }
+    static VideoFrame gray(int level) {
+        const auto byte = static_cast<std::uint8_t>(level);
+        return pictureOf(8, 6, [=](int, int) { return Colour{byte, byte, byte, 255}; });
+    }
 
     /// `level` in so many columns from the left, `rest` in the others.
     static VideoFrame bars(int level, int columns, int rest) {
@@ -138,6 +141,7 @@ protected:
     CountingDocument document;
     FakeTimers timers;
     int examined = 0;
+    float scale = 1; // above 1, pictures are made smaller, where they do not matter
     std::vector<Data> mails;
     std::vector<Push> pushes;
     std::vector<MotionEvent> events;
