@@ -28,13 +28,6 @@ std::string timeText(const TimeValue& time) {
                        fmt::gmtime(static_cast<std::time_t>(time.seconds)));
 }
 
-/// The first word, for what follows may be a secret.
-std::string programOf(const std::string& command) {
-    const auto begin = std::min(command.find_first_not_of(" \t\""), command.size());
-    const auto end = command.find_first_of(" \t\"", begin);
-    return command.substr(begin, end == std::string::npos ? end : end - begin);
-}
-
 } // namespace
 
 AlertCommand::AlertCommand(Environment environment) : environment_(std::move(environment)) {
@@ -100,8 +93,9 @@ void AlertCommand::report(const std::string& command, const ChildProcess::Ending
         return;
     }
     const std::string last = ending.lastErrorLine.empty() ? "" : " - " + ending.lastErrorLine;
-    environment_.log.write(
-        fmt::format("Alert command failed: {}: {}{}\n", programOf(command), *ending.failure, last));
+    // The program alone, for its arguments may be secrets.
+    environment_.log.write(fmt::format("Alert command failed: {}: {}{}\n",
+                                       ChildProcess::programOf(command), *ending.failure, last));
 }
 
 void AlertCommand::stop() {

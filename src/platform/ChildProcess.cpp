@@ -185,4 +185,8 @@ std::unique_ptr<ChildProcess> ChildProcess::start(Request request,
     return std::make_unique<QtChildProcess>(std::move(request), std::move(ended));
 }
 
+std::string ChildProcess::programOf(const std::string& command) {
+    return QProcess::splitCommand(QString::fromStdString(command)).value(0).toStdString();
+}
+
 } // namespace ovelo

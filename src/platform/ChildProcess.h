@@ -52,6 +52,9 @@ public:
     static std::unique_ptr<ChildProcess> start(Request request,
                                                std::function<void(const Ending&)> ended);
 
+    /// The program that a command names; empty when it names none. Any thread.
+    static std::string programOf(const std::string& command);
+
     /// Tells it to end. Harmless when it has.
     virtual void terminate() = 0;
 

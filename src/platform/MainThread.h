@@ -46,9 +46,10 @@ public:
     /// thread waits for threads that may be waiting for it. Main thread only.
     static bool serveUntil(const std::function<bool()>& done, std::chrono::milliseconds limit);
 
-    /// Serves the calls of one thread, and nobody else's, until `done` holds: how the main thread
-    /// waits in the middle of something for a thread that may be waiting for it. Main thread only.
-    static void serveCallsOf(std::thread::id caller, const std::function<bool()>& done);
+    /// Serves the calls that one thread waits for, and nobody else's, until `done` holds: how the
+    /// main thread waits in the middle of something for a thread that may be waiting for it. Main
+    /// thread only.
+    static void serveCallsOf(std::thread::id waiter, const std::function<bool()>& done);
 };
 
 } // namespace ovelo
