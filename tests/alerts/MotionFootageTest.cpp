@@ -55,16 +55,13 @@ TEST_P(StillSceneTest, NothingIsSeenInTenMinutes) {
     const auto frames = footage(300);
     ASSERT_FALSE(frames.empty()) << kFootage;
     NoisyCamera camera(GetParam());
-    std::vector<VideoFrame> pictures; // the noise need not be new each time, only different
-    for (int i = 0; i < 7; ++i) {
-        pictures.push_back(GetParam() > 0 ? camera.picture(frames[1]) : frames[1]);
-    }
-    for (std::size_t second = 0; second < 600; second += 2) {
-        showAfterTwoSeconds(pictures[second / 2 % pictures.size()]);
+    for (int second = 0; second < 600; second += 2) {
+        showAfterTwoSeconds(camera.picture(frames[1]));
     }
     EXPECT_EQ(examined, 300);
     EXPECT_EQ(motions(), 0);
-    EXPECT_LT(largest, 0.03);
+    EXPECT_LT(largest, 0.04);
+    RecordProperty("largest", std::to_string(largest));
 }
 
 INSTANTIATE_TEST_SUITE_P(Noise, StillSceneTest, testing::Values(0.0, 3.0, 8.0));

@@ -3,6 +3,9 @@
 #include "platform/Data.h"
 #include "platform/VideoFrame.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <random>
@@ -40,18 +43,22 @@ inline std::vector<VideoFrame> footage(int every) {
 /// The same picture with a camera's noise: each sample off by a normally distributed number.
 class NoisyCamera {
 public:
-    explicit NoisyCamera(double deviation) : noise_(0, deviation) {}
+    explicit NoisyCamera(double deviation) {
+        std::normal_distribution<double> noise(0, deviation);
+        for (auto& one : noise_) {
+            one = static_cast<std::int16_t>(std::lround(noise(random_)));
+        }
+    }
 
     VideoFrame picture(const VideoFrame& scene) {
-        auto pixels = std::make_shared<Bytes>(
-            scene.pixels,
-            scene.pixels + scene.bytesPerRow * static_cast<std::size_t>(scene.height));
-        for (std::size_t i = 0; i < pixels->size(); i += 4) {
-            for (std::size_t sample = i; sample < i + 3; ++sample) {
-                const double value = (*pixels)[sample] + noise_(random_);
-                (*pixels)[sample] = static_cast<std::uint8_t>(value < 0     ? 0
-                                                              : value > 255 ? 255
-                                                                            : value + 0.5);
+        const std::size_t size = scene.bytesPerRow * static_cast<std::size_t>(scene.height);
+        auto pixels = std::make_shared<Bytes>(scene.pixels, scene.pixels + size);
+        std::size_t at = random_() % noise_.size(); // another piece of it each time
+        for (std::size_t i = 0; i < size; ++i) {
+            if (i % 4 != 3) { // alpha stays
+                const int value = (*pixels)[i] + noise_[at];
+                (*pixels)[i] = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+                at = at + 1 == noise_.size() ? 0 : at + 1;
             }
         }
         const std::uint8_t* data = pixels->data();
@@ -60,7 +67,7 @@ public:
 
 private:
     std::mt19937 random_{1};
-    std::normal_distribution<double> noise_;
+    std::vector<std::int16_t> noise_ = std::vector<std::int16_t>(1000003);
 };
 
 } // namespace ovelo
