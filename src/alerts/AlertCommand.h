@@ -30,7 +30,7 @@ public:
         const Clock& clock;
         Logger& log;
         std::function<std::unique_ptr<ChildProcess>(
-            ChildProcess::Request, std::function<void(const ChildProcess::Ending&)>)>
+            const ChildProcess::Request&, std::function<void(const ChildProcess::Ending&)>)>
             start = &ChildProcess::start;
     };
 

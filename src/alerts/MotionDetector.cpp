@@ -18,7 +18,18 @@ namespace ovelo {
 
 using namespace std::chrono_literals;
 
+/// How often an alert may come.
+struct AlertSpacing {
+    std::chrono::seconds least; // between two alerts
+    // The first motion makes as if the last alert had been so long ago, so that one that is not
+    // seen again alerts nobody.
+    std::chrono::seconds primed;
+};
+
 namespace {
+
+constexpr AlertSpacing kRecordingSpacing{315s, 240s};
+constexpr AlertSpacing kMessageSpacing{1800s, 1740s};
 
 constexpr double kHighestSensitivity = 0.05; // "High", and before any is set
 constexpr float kWidth = 320.0F;
@@ -44,20 +55,6 @@ std::optional<double> thresholdOf(const std::string& sensitivity) {
 }
 
 } // namespace
-
-/// How often an alert may come.
-struct MotionDetector::Spacing {
-    std::chrono::seconds least; // between two alerts
-    // The first motion makes as if the last alert had been so long ago, so that one that is not
-    // seen again alerts nobody.
-    std::chrono::seconds primed;
-
-    static const Spacing kRecording;
-    static const Spacing kMessage;
-};
-
-const MotionDetector::Spacing MotionDetector::Spacing::kRecording{315s, 240s};
-const MotionDetector::Spacing MotionDetector::Spacing::kMessage{1800s, 1740s};
 
 MotionDetector::MotionDetector(Environment environment)
     : threshold_(kHighestSensitivity)
@@ -173,7 +170,7 @@ void MotionDetector::actOn(double ratio) {
     }
 }
 
-bool MotionDetector::isDue(Date& date, const Spacing& spacing) const {
+bool MotionDetector::isDue(Date& date, const AlertSpacing& spacing) const {
     const auto now = environment_.clock.steady();
     if (!date) {
         date = now - spacing.primed;
@@ -187,7 +184,7 @@ bool MotionDetector::isDue(Date& date, const Spacing& spacing) const {
 }
 
 void MotionDetector::startRecording() {
-    if (!isDue(lastRecReqDt_, Spacing::kRecording)) {
+    if (!isDue(lastRecReqDt_, kRecordingSpacing)) {
         return;
     }
     environment_.log.write("Start recording\n");
@@ -207,13 +204,13 @@ void MotionDetector::scheduleRecordingTimer(MotionDocument& document) {
 }
 
 void MotionDetector::sendEmail() {
-    if (isDue(lastEmailDt_, Spacing::kMessage)) {
+    if (isDue(lastEmailDt_, kMessageSpacing)) {
         environment_.sendMotionEmail(jpegData_);
     }
 }
 
 void MotionDetector::sendPushNotification() {
-    if (!isDue(lastPushNotificationDt_, Spacing::kMessage)) {
+    if (!isDue(lastPushNotificationDt_, kMessageSpacing)) {
         return;
     }
     const auto devices = environment_.settings.array("devList");

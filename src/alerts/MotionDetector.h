@@ -20,6 +20,7 @@ namespace ovelo {
 class Logger;
 class MotionDocument;
 class Settings;
+struct AlertSpacing;
 
 /// What the window shows of the motion detector.
 struct MotionLevel {
@@ -82,7 +83,6 @@ public:
 
 private:
     using Date = std::optional<Clock::Steady>;
-    struct Spacing;
     struct StopTimer {
         std::unique_ptr<Timer> timer;
         bool hasFired = false;
@@ -102,7 +102,7 @@ private:
     void encode(const VideoFrame& scaled);
     void publish(std::optional<double> ratio);
     void actOn(double ratio);
-    [[nodiscard]] bool isDue(Date& date, const Spacing& spacing) const;
+    [[nodiscard]] bool isDue(Date& date, const AlertSpacing& spacing) const;
     void startRecording();
     void scheduleRecordingTimer(MotionDocument& document);
     void sendEmail();

@@ -1,5 +1,7 @@
 #include "platform/ChildProcess.h"
 
+#include "platform/Utf8.h"
+
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
@@ -7,11 +9,10 @@
 #include <QTimer>
 
 #include <fmt/format.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
+#include <csignal>
 
 namespace ovelo {
 
@@ -34,6 +35,24 @@ void prepareChild() {
     ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
+/// For a log: without what would move a terminal's cursor, and not long.
+std::string printable(std::string line) {
+    const auto replace = [&line](auto&& isBad) {
+        std::replace_if(line.begin(), line.end(), isBad, '?');
+    };
+    replace([](unsigned char c) { return c < 0x20 || c == 0x7f; });
+    if (line.size() > kLongestLine) {
+        line.resize(kLongestLine);
+        for (int cut = 0; cut < 3 && !isUtf8(line); ++cut) {
+            line.pop_back(); // a character that was cut in two
+        }
+    }
+    if (!isUtf8(line)) {
+        replace([](unsigned char c) { return c >= 0x80; });
+    }
+    return line;
+}
+
 std::string lastLineOf(const std::string& text) {
     const auto end = text.find_last_not_of(" \t\r\n");
     if (end == std::string::npos) {
@@ -41,15 +60,12 @@ std::string lastLineOf(const std::string& text) {
     }
     const auto before = text.find_last_of("\r\n", end);
     const auto begin = before == std::string::npos ? 0 : before + 1;
-    std::string line = text.substr(begin, std::min(end + 1 - begin, kLongestLine));
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
-    return line;
+    return printable(text.substr(begin, end + 1 - begin));
 }
 
 class QtChildProcess final : public ChildProcess {
 public:
-    QtChildProcess(Request request, std::function<void(const Ending&)> ended)
+    QtChildProcess(const Request& request, std::function<void(const Ending&)> ended)
         : limit_(request.limit)
         , ended_(std::move(ended)) {
         connectAll();
@@ -76,6 +92,9 @@ public:
             static_cast<void>(process_.release());
         }
     }
+
+    QtChildProcess(const QtChildProcess&) = delete;
+    QtChildProcess& operator=(const QtChildProcess&) = delete;
 
     void terminate() override {
         if (process_->state() != QProcess::NotRunning) {
@@ -141,8 +160,8 @@ private:
 
     void finished(int code, QProcess::ExitStatus status) {
         keepErrors();
-        if (isEnding_) {
-            ::kill(-id_, SIGKILL); // what it started and left behind
+        if (isEnding_ && id_ > 0) { // 0 would be ourselves, and -1 everybody
+            ::kill(-id_, SIGKILL);  // what it started and left behind
         }
         if (hasTimedOut_) {
             end(fmt::format("took longer than {} s",
@@ -180,9 +199,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<ChildProcess> ChildProcess::start(Request request,
+std::unique_ptr<ChildProcess> ChildProcess::start(const Request& request,
                                                   std::function<void(const Ending&)> ended) {
-    return std::make_unique<QtChildProcess>(std::move(request), std::move(ended));
+    return std::make_unique<QtChildProcess>(request, std::move(ended));
 }
 
 std::string ChildProcess::programOf(const std::string& command) {

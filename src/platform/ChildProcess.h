@@ -49,7 +49,7 @@ public:
     ///
     /// ended  called once, on the main thread, unless the object is destroyed before; perhaps before
     ///        start() returns. Does not throw, and does not destroy the object
-    static std::unique_ptr<ChildProcess> start(Request request,
+    static std::unique_ptr<ChildProcess> start(const Request& request,
                                                std::function<void(const Ending&)> ended);
 
     /// The program that a command names; empty when it names none. Any thread.

@@ -35,9 +35,9 @@ protected:
 
     AlertCommand::Environment environment() {
         return {settings, clock, log.log(),
-                [this](ChildProcess::Request request,
+                [this](const ChildProcess::Request& request,
                        std::function<void(const ChildProcess::Ending&)> ended) {
-                    requests.push_back(std::move(request));
+                    requests.push_back(request);
                     ends.push_back(std::move(ended));
                     return std::make_unique<NoProcess>();
                 }};

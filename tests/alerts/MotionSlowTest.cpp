@@ -6,10 +6,10 @@
 #include "capture/ImageUtil.h"
 #include "capture/OpenCVTools.h"
 #include "fakes/Footage.h"
-#include "fakes/QtWait.h"
 #include "fakes/TestLog.h"
 #include "platform/GstRuntime.h"
 #include "platform/GstVideoDevice.h"
+#include "platform/MainThread.h"
 #include "platform/QtMainLoop.h"
 
 #include <gtest/gtest.h>
@@ -67,11 +67,11 @@ TEST(MotionSlowTest, PeopleInAStreetAreRecordedAndMailedOnceEachAfterTheFirstDel
         detector.detect(frame, document);
     });
 
-    ASSERT_TRUE(runLoopUntil([&] { return log.contains("Motion detected"); }, 80s));
+    ASSERT_TRUE(MainThread::serveUntil([&] { return log.contains("Motion detected"); }, 80s));
     const auto firstMotion = RealTime::now();
-    ASSERT_TRUE(runLoopUntil([&] { return mails == 1 && document.started; }, 120s));
+    ASSERT_TRUE(MainThread::serveUntil([&] { return mails == 1 && document.started; }, 120s));
     EXPECT_GE(*document.started - firstMotion, 74s);
-    runLoopUntil([] { return false; }, 5s);
+    MainThread::serveUntil([] { return false; }, 5s);
     const auto length = std::chrono::duration<double>(RealTime::now() - began).count();
     device->close();
 

@@ -108,6 +108,22 @@ TEST_F(ChildProcessTest, AnErrorLineIsBoundedAndPrintable) {
     EXPECT_THAT(how.lastErrorLine, testing::StartsWith("a?[31mbxxx"));
 }
 
+TEST_F(ChildProcessTest, AnErrorLineKeepsItsLettersAndIsNotCutWithinOne) {
+    const std::string euro = "\xe2\x82\xac";
+    EXPECT_EQ(run("sh -c \"echo 100" + euro + " >&2; exit 1\"").lastErrorLine, "100" + euro);
+
+    endings = 0;
+    std::string many;
+    for (int i = 0; i < 100; ++i) {
+        many += euro;
+    }
+    const auto how = run("sh -c \"echo " + many + " >&2; exit 1\"");
+    EXPECT_EQ(how.lastErrorLine, many.substr(0, 198));
+
+    endings = 0;
+    EXPECT_EQ(run("sh -c \"printf 'a\\200b' >&2; exit 1\"").lastErrorLine, "a?b");
+}
+
 TEST_F(ChildProcessTest, EndlessErrorsAreNotKept) {
     const auto how =
         run("sh -c \"head -c 9000000 /dev/zero | tr '\\0' x >&2; echo >&2; echo end >&2; exit 1\"");
