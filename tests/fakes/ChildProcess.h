@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace ovelo {
+namespace ovelo::fakes {
 
 /// A program that a test starts; killed at the end, by its id.
 class ChildProcess {
@@ -88,5 +88,11 @@ private:
     FileDescriptor output_;
     std::string seen_;
 };
+
+} // namespace ovelo::fakes
+
+namespace ovelo {
+
+using fakes::ChildProcess;
 
 } // namespace ovelo
