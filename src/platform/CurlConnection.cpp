@@ -54,7 +54,6 @@ void CurlConnection::setUp(std::string_view scheme) {
     set(CURLOPT_PROXY, ""); // proxies of the environment are for the web
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L); // do not wait for a name that is being looked up
-    set(CURLOPT_FORBID_REUSE, 1L);
     set(CURLOPT_CONNECTTIMEOUT_MS, count(route_.options.connectLimit));
     set(CURLOPT_TIMEOUT_MS, count(route_.options.exchangeLimit));
     setUpSecurity();
@@ -154,11 +153,12 @@ int CurlConnection::progress(void* self, curl_off_t, curl_off_t, curl_off_t, cur
     return static_cast<CurlConnection*>(self)->shallEnd() ? 1 : 0;
 }
 
-/// Keeps of the dialogue only what the server said last: our side of it has the password in it.
+/// Keeps of the dialogue only what the server said last, before the farewell: our side of it has the
+/// password in it.
 int CurlConnection::overhear(CURL*, curl_infotype type, char* text, std::size_t size, void* self) {
     auto& connection = *static_cast<CurlConnection*>(self);
     const std::string_view line(text, size);
-    if (type == CURLINFO_HEADER_IN) {
+    if (type == CURLINFO_HEADER_IN && !connection.farewell_) {
         connection.lastReply_ = line;
     } else if (type == CURLINFO_HEADER_OUT && line.starts_with("QUIT")) {
         connection.farewell_ = std::chrono::steady_clock::now();

@@ -126,7 +126,7 @@ MailMessage::MailMessage(const EDMailAgent::Headers& headers, const std::string&
         throw MailException("The attachment's name has a character that is not allowed.");
     }
     const std::string boundary = "ovelo-" + uniqueText();
-    text_ += fmt::format("Content-Type: multipart/mixed; boundary=\"{}\"\r\n\r\n", boundary);
+    text_ += fmt::format("Content-Type: multipart/mixed;\r\n boundary=\"{}\"\r\n\r\n", boundary);
     text_ += fmt::format("--{}\r\n{}\r\n{}\r\n", boundary, kTextFields,
                          mailencoding::quotedPrintable(body));
     text_ += fmt::format("--{}\r\nContent-Type: image/jpeg; name=\"{}\"\r\n"

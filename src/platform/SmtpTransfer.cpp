@@ -26,6 +26,7 @@ void SmtpTransfer::send(const MailMessage& message) {
     connection_.set(CURLOPT_MAIL_FROM, sender.c_str());
     connection_.set(CURLOPT_MAIL_RCPT, recipients.get());
     connection_.set(CURLOPT_UPLOAD, 1L);
+    connection_.set(CURLOPT_FORBID_REUSE, 1L); // so that QUIT is said within the limits, too
     connection_.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(left_.size()));
     connection_.set(CURLOPT_READFUNCTION, &SmtpTransfer::give);
     connection_.set(CURLOPT_READDATA, this);
