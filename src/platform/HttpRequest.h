@@ -18,7 +18,8 @@ struct HttpRequest {
     std::vector<HttpHeader> headers; // in this order
     std::string body;                // any bytes
 
-    /// How long nothing may come or go before the request fails; waiting for a connection counts.
+    /// How long nothing may come or go before the request fails. From the start to the end of the
+    /// reply's head it is the limit of the whole, waiting for a connection included. 0: no limit.
     std::chrono::milliseconds timeout = std::chrono::seconds(60);
 
     /// Asks every cache on the way for a fresh copy. There is none on this computer.
