@@ -21,6 +21,7 @@ struct HttpResponse {
     [[nodiscard]] std::string header(std::string_view name) const;
 };
 
+/// Sent in UTF-8.
 struct HttpCredentials {
     std::string user;
     std::string password;

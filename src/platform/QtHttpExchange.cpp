@@ -28,6 +28,11 @@ bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
+/// Qt sends each letter of a login as one byte and loses those that are not Latin.
+QString asSent(const std::string& utf8) {
+    return QString::fromLatin1(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
 } // namespace
 
 QtHttpExchange::QtHttpExchange(HttpObserver observer, bool followsRedirects)
@@ -96,8 +101,8 @@ void QtHttpExchange::challenged(QAuthenticator& authenticator) {
     const auto self = shared_from_this();
     const auto credentials = askForCredentials();
     if (credentials && !isOver_) {
-        authenticator.setUser(QString::fromStdString(credentials->user));
-        authenticator.setPassword(QString::fromStdString(credentials->password));
+        authenticator.setUser(asSent(credentials->user));
+        authenticator.setPassword(asSent(credentials->password));
     }
 }
 
