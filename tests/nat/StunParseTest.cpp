@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <vector>
 
 namespace ovelo {
@@ -114,6 +115,10 @@ struct AddressCase {
     bool shown;
 };
 
+void PrintTo(const AddressCase& attribute, std::ostream* out) {
+    *out << attribute.name;
+}
+
 class StunParseAddressTest : public ::testing::TestWithParam<AddressCase> {};
 
 TEST_P(StunParseAddressTest, IsReadInHostOrder) {
@@ -170,6 +175,10 @@ struct StringCase {
     bool StunMessage::*present;
     StunAtrString StunMessage::*value;
 };
+
+void PrintTo(const StringCase& attribute, std::ostream* out) {
+    *out << attribute.name;
+}
 
 class StunParseStringTest : public ::testing::TestWithParam<StringCase> {};
 
