@@ -100,7 +100,7 @@ void EmailUtil::sendEmailThread(const Data& jpeg, const std::stop_token& stop) {
     }
 }
 
-void EmailUtil::sendTestEmail(AlertFunction alert) {
+void EmailUtil::sendTestEmail(const AlertFunction& alert) {
     if (isTesting_) {
         return;
     }

@@ -77,7 +77,7 @@ public:
     /// under way, its alert included, another call is ignored.
     ///
     /// thread  main
-    void sendTestEmail(AlertFunction alert);
+    void sendTestEmail(const AlertFunction& alert);
 
     /// True while a mail is being sent, alerts included.
     [[nodiscard]] bool isSending() const { return threads_.running() > 0; }

@@ -26,9 +26,8 @@ long count(std::chrono::milliseconds time) {
 
 } // namespace
 
-CurlConnection::CurlConnection(const SmtpRoute& route, std::string_view scheme,
-                               std::stop_token stop)
-    : route_(route)
+CurlConnection::CurlConnection(SmtpRoute route, std::string_view scheme, std::stop_token stop)
+    : route_(std::move(route))
     , stop_(std::move(stop)) {
     prepareLibrary();
     multi_.reset(curl_multi_init());

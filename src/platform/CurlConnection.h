@@ -26,7 +26,7 @@ namespace ovelo {
 class CurlConnection final {
 public:
     /// scheme  of the URL
-    CurlConnection(const SmtpRoute& route, std::string_view scheme, std::stop_token stop);
+    CurlConnection(SmtpRoute route, std::string_view scheme, std::stop_token stop);
     ~CurlConnection();
     CurlConnection(const CurlConnection&) = delete;
     CurlConnection& operator=(const CurlConnection&) = delete;

@@ -30,7 +30,7 @@ bool isControl(char character) {
 
 std::string field(const EDMailAgent::Headers& headers, std::string_view key) {
     const auto found = headers.find(key);
-    const std::string value = found == headers.end() ? std::string() : found->second;
+    std::string value = found == headers.end() ? std::string() : found->second;
     if (std::ranges::any_of(value, isControl)) {
         throw MailException(
             fmt::format("The mail's \"{}\" has a character that is not allowed.", key));

@@ -19,13 +19,12 @@ namespace {
 constexpr std::size_t kLongestReply = 65536; // more is no mail server's
 
 /// A line that begins with a dot gets another one, or a lone dot would end the mail.
-std::string withDotsDoubled(std::string_view text) {
-    std::string result;
-    result.reserve(text.size() + 2);
-    bool isLineStart = true;
-    for (const char character : text) {
-        result.append(isLineStart && character == '.' ? ".." : std::string(1, character));
-        isLineStart = character == '\n';
+std::string withDotsDoubled(const std::string& text) {
+    constexpr std::string_view kDotAtStart = "\n.";
+    std::string result = text;
+    for (auto at = result.find(kDotAtStart); at != std::string::npos;
+         at = result.find(kDotAtStart, at + kDotAtStart.size())) {
+        result.insert(at + 1, 1, '.');
     }
     return result;
 }
@@ -60,6 +59,7 @@ void SmtpBasicDialogue::connect() {
 }
 
 void SmtpBasicDialogue::converse(const MailMessage& message) {
+    const std::string text = withDotsDoubled(message.text()); // which begins with a header field
     expect('2', ask("HELO [127.0.0.1]"));
     if (!connection_.route().user.empty()) {
         logIn();
@@ -67,7 +67,7 @@ void SmtpBasicDialogue::converse(const MailMessage& message) {
     expect('2', ask("MAIL FROM:<" + message.sender() + ">"));
     expect('2', ask("RCPT TO:<" + message.recipient() + ">"));
     expect('3', ask("DATA"));
-    write(withDotsDoubled(message.text()));
+    write(text);
     expect('2', ask("."));
 }
 

@@ -9,6 +9,10 @@ namespace ovelo {
 
 namespace {
 
+/// Those that need a user name and a password and nothing else: for a user name like an address
+/// libcurl would begin with Kerberos or NTLM where a server has them, and end with them, too.
+constexpr const char* kLogins = "AUTH=PLAIN;AUTH=LOGIN;AUTH=CRAM-MD5";
+
 using Addresses = CHandle<curl_slist, &curl_slist_free_all>;
 
 } // namespace
@@ -37,6 +41,7 @@ void SmtpTransfer::send(const MailMessage& message) {
 void SmtpTransfer::setUpLogin() {
     const SmtpRoute& route = connection_.route();
     if (!route.user.empty()) {
+        connection_.set(CURLOPT_LOGIN_OPTIONS, kLogins);
         connection_.set(CURLOPT_USERNAME, route.user.c_str());
         connection_.set(CURLOPT_PASSWORD, route.password.c_str());
     }

@@ -29,6 +29,7 @@ for attachment in mail.iter_attachments():
     put("attachment-type", attachment.get_content_type())
     put("attachment-name", attachment.get_filename())
 defects = [str(defect) for part in mail.walk() for defect in part.defects]
-defects += [f"a long line: {line[:40]!r}" for line in raw.split(b"\r\n") if len(line) > 78]
+ours = raw[raw.find(b"Date: ") :]  # without what servers put before it
+defects += [f"a long line: {line[:40]!r}" for line in ours.split(b"\r\n") if len(line) > 78]
 defects += ["a bare line feed"] if b"\n" in raw.replace(b"\r\n", b"") else []
 put("defects", "\n".join(defects))

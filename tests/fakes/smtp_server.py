@@ -14,13 +14,16 @@ Says its port on standard output. In FOLDER it writes each mail that it has take
   silent      never says a word                  silentdata   says nothing any more after the mail
   silentquit  does not answer QUIT               echo         repeats the password when it refuses a login
   nonsense    is no mail server                  long         greets with many lines
+  domain      offers the logins of offices first stalldata    does not read the mail
 """
 
 import base64
 import os
+import socket
 import socketserver
 import ssl
 import sys
+import threading
 
 folder, modes = sys.argv[1], set(sys.argv[2:])
 files = [argument for argument in sys.argv[2:] if argument.endswith(".pem")]
@@ -102,7 +105,9 @@ class Session(socketserver.BaseRequestHandler):
             self.say("502 5.5.1 not implemented")
             return True
         names = [name.upper() for name in ("plain", "login") if name in modes]
-        extensions = ["250 test", "250 SIZE 10000000", "250 8BITMIME"]
+        extensions = ["250 test", "250 SIZE 50000000", "250 8BITMIME"]
+        if "domain" in modes:
+            names = ["GSSAPI", "NTLM", *names]
         if names:
             extensions.append("250 AUTH " + " ".join(names))
         if "starttls" in modes and not self.secret:
@@ -161,6 +166,9 @@ class Session(socketserver.BaseRequestHandler):
         if "dropdata" in modes:
             self.receive()
             return False
+        if "stalldata" in modes:
+            append("dialogue", "stalled")
+            threading.Event().wait()
         while not self.unread.endswith(b"\r\n.\r\n"):
             self.receive()
         mail, self.unread = self.unread[:-3], b""
@@ -184,6 +192,11 @@ class Session(socketserver.BaseRequestHandler):
 class Server(socketserver.ThreadingTCPServer):
     daemon_threads = True
     request_queue_size = 64
+
+    def server_bind(self):
+        if "stalldata" in modes:
+            self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        super().server_bind()
 
 
 server = Server(("127.0.0.1", 0), Session)

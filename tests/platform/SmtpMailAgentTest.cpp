@@ -81,12 +81,12 @@ protected:
 
     /// Sends until `isReady`, cancels, and returns the reason and how long that took.
     static std::pair<std::string, std::chrono::milliseconds>
-    cancelled(Wish wish, const std::function<bool()>& isReady) {
+    cancelled(Wish wish, const std::function<bool()>& isReady, const Data& file = nullptr) {
         std::stop_source stop;
         wish.stop = stop.get_token();
-        auto outcome = std::async(std::launch::async, [&] { return sending(wish); });
+        auto outcome =
+            std::async(std::launch::async, [&] { return sending(wish, "Subject", "Body", file); });
         EXPECT_TRUE(eventually(isReady));
-        std::this_thread::sleep_for(20ms); // it waits by then, wherever it does
         const auto before = std::chrono::steady_clock::now();
         stop.request_stop();
         const std::string reason = outcome.get();
@@ -192,6 +192,17 @@ TEST_F(SmtpMailAgentTest, LoginIsOfferedAsTheServerWantsIt) {
     const MailServer twoSteps({"login"});
     EXPECT_EQ(sending({.port = twoSteps.port(), .authInfo = login()}), "");
     EXPECT_EQ(twoSteps.logins(), "LOGIN me swordfish\n");
+}
+
+TEST_F(SmtpMailAgentTest, LoginsOfOfficesAreLeftAlone) {
+    const MailServer server({"domain", "plain"});
+
+    EXPECT_EQ(sending({.port = server.port(),
+                       .authInfo = {{std::string(EDSMTPUserName), "me@example.org"},
+                                    {std::string(EDSMTPPassword), "swordfish"}}}),
+              "");
+
+    EXPECT_EQ(server.logins(), "PLAIN me@example.org swordfish\n");
 }
 
 TEST_F(SmtpMailAgentTest, UserNameAloneIsALoginWithAnEmptyPassword) {
@@ -408,16 +419,39 @@ TEST_F(SmtpMailAgentTest, WaitForASilentServerIsCancelledAtOnce) {
 }
 
 TEST_F(SmtpMailAgentTest, WaitForTlsIsCancelledAtOnce) {
-    const MailServer server({"silent"});
     for (const bool skips : {false, true}) {
+        const MailServer server({"silent"});
+
         const auto [reason, time] = cancelled({.port = server.port(),
                                                .isSecure = true,
                                                .isImplicit = true,
-                                               .skipsExtensionTest = skips},
+                                               .skipsExtensionTest = skips,
+                                               .certificates = certificate_.file()},
                                               [&] { return server.heard("connected"); });
 
         EXPECT_EQ(reason, "Sending was cancelled.");
         EXPECT_LT(time, 100ms);
+    }
+}
+
+TEST_F(SmtpMailAgentTest, MailThatIsNotReadIsCancelledAtOnce) {
+    const Data large = makeData(Bytes(6'000'000)); // more than the system's buffers hold
+    for (const bool isSecure : {false, true}) {
+        for (const bool skips : {false, true}) {
+            const MailServer server(
+                {certificate_.file(), certificate_.key(), isSecure ? "tls" : "long", "stalldata"});
+
+            const auto [reason, time] = cancelled(
+                {.port = server.port(),
+                 .isSecure = isSecure,
+                 .isImplicit = isSecure,
+                 .skipsExtensionTest = skips,
+                 .certificates = certificate_.file()},
+                [&] { return server.heard("stalled"); }, large);
+
+            EXPECT_EQ(reason, "Sending was cancelled.");
+            EXPECT_LT(time, 100ms) << (isSecure ? "secure" : "plain") << (skips ? ", HELO" : "");
+        }
     }
 }
 
@@ -462,27 +496,56 @@ TEST_F(SmtpMailAgentTest, ManyMailsAtOnceDoNotDisturbEachOther) {
     }
 }
 
-TEST_F(SmtpMailAgentTest, IndependentServerTakesTheMail) {
-    for (const char* mode : {"tls", "starttls"}) {
-        const MailServer server({certificate_.file(), certificate_.key(), mode},
-                                "aiosmtpd_server.py");
-        ASSERT_NE(server.port(), 0) << "python3-aiosmtpd is missing";
-
-        ASSERT_EQ(sending({.port = server.port(),
-                           .isSecure = true,
-                           .isImplicit = std::string(mode) == "tls",
-                           .authInfo = login(),
-                           .certificates = certificate_.file()},
-                          "Überraschung", "Line\n.\n", picture_),
+class IndependentServerTest : public SmtpMailAgentTest,
+                              public ::testing::WithParamInterface<const char*> {
+protected:
+    /// mode  "tls" or "starttls"
+    void sendTo(const MailServer& server, const std::string& mode) const {
+        EXPECT_THAT(sending(wish(server, mode, login("guess"))), HasSubstr("refused the login"));
+        EXPECT_EQ(sending(wish(server, mode, login()), "Überraschung", "Grüße\n.\nend", picture_),
                   "");
-
+        ASSERT_TRUE(eventually([&] { return server.mails() == 1; }));
         const auto mail = server.mail();
         EXPECT_EQ(mail.defects(), "");
         EXPECT_EQ(mail.field("subject"), "Überraschung");
-        EXPECT_EQ(mail.body(), "Line\n.\n");
+        EXPECT_EQ(mail.body(), "Grüße\n.\nend");
         EXPECT_TRUE(isPicture(mail.attachment()));
     }
+
+private:
+    [[nodiscard]] Wish wish(const MailServer& server, const std::string& mode,
+                            const EDMailAgent::AuthInfo& authInfo) const {
+        return {.port = server.port(),
+                .isSecure = true,
+                .isImplicit = mode == "tls",
+                .authInfo = authInfo,
+                .certificates = certificate_.file()};
+    }
+};
+
+TEST_P(IndependentServerTest, AiosmtpdTakesTheMail) {
+    const MailServer server({certificate_.file(), certificate_.key(), GetParam()},
+                            "aiosmtpd_server.py");
+    ASSERT_NE(server.port(), 0) << "script/bootstrap --tests installs it";
+
+    sendTo(server, GetParam());
 }
+
+TEST_P(IndependentServerTest, EximTakesTheMail) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "exim takes mail for root alone";
+    }
+    if (!std::filesystem::exists("/usr/sbin/exim4")) {
+        GTEST_SKIP() << "exim is not installed where another mail server is";
+    }
+    const MailServer server({certificate_.file(), certificate_.key(), GetParam()},
+                            "exim_server.py");
+
+    sendTo(server, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(, IndependentServerTest, ::testing::Values("tls", "starttls"),
+                         [](const auto& mode) { return std::string(mode.param); });
 
 } // namespace
 } // namespace ovelo
