@@ -17,17 +17,11 @@ bool isControl(char letter) {
     return static_cast<unsigned char>(letter) < ' ' || letter == '\x7f';
 }
 
-} // namespace
-
-void silence() {
-    silent = true;
-}
-
-void write(std::string_view line) {
+void writeTo(int fd, std::string_view line) {
     if (silent) {
         return;
     }
-    pollfd console{STDERR_FILENO, POLLOUT, 0};
+    pollfd console{fd, POLLOUT, 0};
     if (::poll(&console, 1, 0) != 1 || (console.revents & POLLOUT) == 0) {
         return;
     }
@@ -35,7 +29,21 @@ void write(std::string_view line) {
     std::replace_if(text.begin(), text.end(), isControl,
                     '?'); // a peer's bytes must not steer the terminal
     text += '\n';
-    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+    [[maybe_unused]] const ssize_t written = ::write(fd, text.data(), text.size());
+}
+
+} // namespace
+
+void silence() {
+    silent = true;
+}
+
+void write(std::string_view line) {
+    writeTo(STDERR_FILENO, line);
+}
+
+void writeOutput(std::string_view line) {
+    writeTo(STDOUT_FILENO, line);
 }
 
 } // namespace ovelo::console

@@ -9,6 +9,9 @@ namespace ovelo::console {
 /// the line: nobody ever waits for a terminal.
 void write(std::string_view line);
 
+/// The same on standard output.
+void writeOutput(std::string_view line);
+
 /// Writes no more lines; for programs whose console is for something else.
 void silence();
 

@@ -136,7 +136,7 @@ void MainWindow::buildContent() {
     row->addWidget(sideColumn());
     setCentralWidget(content);
     statusBar()->setSizeGripEnabled(false);
-    buildRecordingMark();
+    buildMarks();
     // A window that is shown without a size of its own gets two thirds of the screen at most.
     resize(sizeHint());
 }
@@ -219,24 +219,28 @@ void MainWindow::openRecordings() {
     }
 }
 
-void MainWindow::buildRecordingMark() {
+void MainWindow::buildMarks() {
+    sendingMark_ = new QLabel(u"Sending an e-mail\u2026"_s);
+    sendingMark_->setObjectName(u"sending"_s);
+    statusBar()->addPermanentWidget(sendingMark_);
     recordingMark_ = new QLabel(u"\u25cf Recording"_s);
     recordingMark_->setObjectName(u"recording"_s);
-    recordingMark_->setToolTip(u"A movie is being recorded, as a viewer asked for."_s);
+    recordingMark_->setToolTip(u"A movie is being recorded: a viewer asked for it, or something moved."_s);
     QPalette colors = recordingMark_->palette();
     colors.setColor(QPalette::WindowText, kRecords);
     recordingMark_->setPalette(colors);
     statusBar()->addPermanentWidget(recordingMark_);
-    refreshRecordingMark();
+    refreshMarks();
 }
 
-void MainWindow::refreshRecordingMark() {
+void MainWindow::refreshMarks() {
     recordingMark_->setVisible(environment_.document.isRecording());
+    sendingMark_->setVisible(environment_.document.isSendingEmail());
 }
 
 void MainWindow::documentChanged(const std::string& property) {
-    if (property == "recording") {
-        refreshRecordingMark();
+    if (property == "recording" || property == "sendingEmail") {
+        refreshMarks();
         return;
     }
     if (property != "audioLevel") {

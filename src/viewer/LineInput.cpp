@@ -1,7 +1,7 @@
 #include "viewer/LineInput.h"
 
+#include "platform/Polling.h"
 #include "platform/Threads.h"
-#include "viewer/Polling.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 #include "viewer/TcpConnection.h"
 
-#include "viewer/Polling.h"
+#include "platform/Polling.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>

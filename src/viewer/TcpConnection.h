@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/FileDescriptor.h"
+#include "platform/HostLookup.h"
 #include "platform/Result.h"
-#include "viewer/HostLookup.h"
 
 #include <chrono>
 #include <cstdint>

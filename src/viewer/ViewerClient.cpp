@@ -1,6 +1,6 @@
 #include "viewer/ViewerClient.h"
 
-#include "viewer/Polling.h"
+#include "platform/Polling.h"
 #include "viewer/ServerVersion.h"
 
 #include <fmt/format.h>

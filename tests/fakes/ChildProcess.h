@@ -70,6 +70,13 @@ public:
     /// What waitForOutput() has read.
     [[nodiscard]] const std::string& output() const { return seen_; }
 
+    /// Waits until it ends by itself.
+    void wait() {
+        if (id_ > 0) {
+            ::waitpid(std::exchange(id_, -1), nullptr, 0);
+        }
+    }
+
     void signal(int number) const {
         if (id_ > 0) {
             ::kill(id_, number);

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace ovelo {
@@ -38,6 +39,16 @@ std::string enterSandbox() {
         return std::string("no network of one's own: ") + std::strerror(errno);
     }
     return raiseLoopback() ? "" : std::string("loopback stays down: ") + std::strerror(errno);
+}
+
+void SandboxEnvironment::SetUp() {
+    const std::string hindrance = enter();
+    if (!hindrance.empty() && std::getenv("OVELO_REQUIRE_SANDBOX") != nullptr) {
+        FAIL() << hindrance;
+    }
+    if (!hindrance.empty()) {
+        GTEST_SKIP() << "NOT TESTED: " << hindrance;
+    }
 }
 
 } // namespace ovelo

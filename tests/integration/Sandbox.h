@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 namespace ovelo {
@@ -9,5 +11,16 @@ namespace ovelo {
 ///
 /// return  empty when done, else why it cannot be done
 std::string enterSandbox();
+
+/// Enters the sandbox before the first test. Where it cannot be had every test is skipped, and says
+/// why; with OVELO_REQUIRE_SANDBOX in the environment that is a failure.
+class SandboxEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override;
+
+protected:
+    /// return  empty when the sandbox is ready, else why it is not
+    virtual std::string enter() { return enterSandbox(); }
+};
 
 } // namespace ovelo

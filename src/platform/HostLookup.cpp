@@ -1,9 +1,9 @@
-#include "viewer/HostLookup.h"
+#include "platform/HostLookup.h"
 
 #include "platform/CHandle.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Polling.h"
 #include "platform/Threads.h"
-#include "viewer/Polling.h"
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
@@ -24,33 +24,32 @@ namespace ovelo {
 namespace {
 
 using Addresses = CHandle<addrinfo, &::freeaddrinfo>;
-using Answer = Result<Ipv4Address>;
 
-Answer resolve(const std::string& host) {
+HostLookup resolve(const std::string& host) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(host.c_str(), nullptr, &hints, &found);
     if (error != 0) {
-        return Failure{fmt::format("{}: {}", host, ::gai_strerror(error))};
+        return {0, error, fmt::format("{}: {}", host, ::gai_strerror(error))};
     }
     const Addresses addresses(found);
     sockaddr_in address{};
     std::memcpy(&address, addresses->ai_addr, sizeof address);
-    return address.sin_addr.s_addr;
+    return {address.sin_addr.s_addr, 0, {}};
 }
 
 /// What the resolver's thread and the waiting one share; the last of them frees it.
 struct Request {
     FileDescriptor done{::eventfd(0, EFD_CLOEXEC)};
-    std::promise<Answer> promise;
+    std::promise<HostLookup> promise;
 };
 
 /// The thread is detached because nothing can interrupt the resolver; it touches nothing but its
 /// request.
-std::future<Answer> startResolving(const std::string& host,
-                                   const std::shared_ptr<Request>& request) {
+std::future<HostLookup> startResolving(const std::string& host,
+                                       const std::shared_ptr<Request>& request) {
     auto answer = request->promise.get_future();
     std::thread([host, request] {
         settleThread("host-lookup");
@@ -66,11 +65,10 @@ std::future<Answer> startResolving(const std::string& host,
 
 } // namespace
 
-Result<Ipv4Address> lookUpIpv4(const std::string& host, std::chrono::milliseconds timeout,
-                               int wakeFd) {
+HostLookup lookUpHost(const std::string& host, std::chrono::milliseconds timeout, int wakeFd) {
     in_addr dotted{};
     if (::inet_pton(AF_INET, host.c_str(), &dotted) == 1) {
-        return dotted.s_addr;
+        return {dotted.s_addr, 0, {}};
     }
     const auto request = std::make_shared<Request>();
     auto answer = startResolving(host, request);
@@ -78,12 +76,21 @@ Result<Ipv4Address> lookUpIpv4(const std::string& host, std::chrono::millisecond
                                   pollfd{wakeFd, POLLIN, 0}};
     pollFor(waiting, timeout);
     if (waiting[1].revents != 0) {
-        return Failure{"interrupted"};
+        return {0, EAI_INTR, "interrupted"};
     }
     if (waiting[0].revents == 0) {
-        return Failure{fmt::format("{}: no answer from the name service", host)};
+        return {0, EAI_AGAIN, fmt::format("{}: no answer from the name service", host)};
     }
     return answer.get();
+}
+
+Result<Ipv4Address> lookUpIpv4(const std::string& host, std::chrono::milliseconds timeout,
+                               int wakeFd) {
+    HostLookup answer = lookUpHost(host, timeout, wakeFd);
+    if (!answer.succeeded()) {
+        return Failure{std::move(answer.text)};
+    }
+    return answer.address;
 }
 
 } // namespace ovelo

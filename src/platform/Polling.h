@@ -11,6 +11,7 @@ namespace ovelo {
 /// does not end it.
 ///
 /// timeout  rounded up to milliseconds; nothing or less only looks
-void pollFor(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout);
+/// return   0, or the error number of a poll that failed; no descriptor is ready then
+int pollFor(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout);
 
 } // namespace ovelo

@@ -1,4 +1,4 @@
-#include "viewer/Polling.h"
+#include "platform/Polling.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,21 +15,24 @@ int milliseconds(std::chrono::nanoseconds time) {
 
 } // namespace
 
-void pollFor(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout) {
+int pollFor(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout) {
     const auto begin = std::chrono::steady_clock::now();
     auto left = timeout;
     for (;;) {
         const int count = ::poll(descriptors.data(), descriptors.size(), milliseconds(left));
         const int error = errno;
         if (count >= 0) {
-            return;
+            return 0;
         }
         for (pollfd& descriptor : descriptors) {
             descriptor.revents = 0;
         }
         left = timeout - (std::chrono::steady_clock::now() - begin);
-        if (error != EINTR || left <= std::chrono::nanoseconds(0)) {
-            return;
+        if (error != EINTR) {
+            return error;
+        }
+        if (left <= std::chrono::nanoseconds(0)) {
+            return 0;
         }
     }
 }

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/HttpClient.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+class QAuthenticator;
+class QNetworkAccessManager;
+class QNetworkReply;
+
+namespace ovelo {
+
+/// One request and its reply, as told to its observer.
+///
+/// thread    main
+/// lifetime  shared, so that it outlives a call of the observer that ends it
+class QtHttpExchange final : public std::enable_shared_from_this<QtHttpExchange> {
+public:
+    QtHttpExchange(HttpObserver observer, bool followsRedirects);
+
+    /// manager  the reply's, when it is this exchange's own, which disposes of it; else null
+    void begin(QNetworkReply& reply, QNetworkAccessManager* manager);
+
+    /// Nothing is told from now on.
+    void cancel();
+
+    /// True while the observer is being called.
+    [[nodiscard]] bool isTelling() const { return calls_ > 0; }
+
+private:
+    void headArrived();
+    void bytesArrived();
+    void finished();
+    void challenged(QAuthenticator& authenticator);
+    void tellResponse();
+    void passOnBytes();
+    std::optional<HttpCredentials> askForCredentials();
+    [[nodiscard]] bool isUntold() const;
+    void release();
+    template <typename Function, typename... Arguments>
+    void tell(const Function& function, const Arguments&... arguments);
+
+    const HttpObserver observer_;
+    const bool followsRedirects_;
+    QObject context_;                         // ends what Qt calls with this object
+    QPointer<QNetworkReply> reply_;           // these two belong to Qt's tree of objects
+    QPointer<QNetworkAccessManager> manager_; //
+    int calls_ = 0;
+    int challenges_ = 0;
+    bool hasAnswered_ = false; // the latest challenge
+    bool hasToldResponse_ = false;
+    bool isOver_ = false;
+};
+
+} // namespace ovelo
