@@ -2,8 +2,8 @@
 
 #include "alerts/AlertCommand.h"
 #include "fakes/FakeClock.h"
-#include "fakes/HttpRecorder.h"
 #include "fakes/QtWait.h"
+#include "fakes/RequestRecorder.h"
 #include "fakes/TestLog.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
@@ -74,8 +74,8 @@ protected:
     TestLog log;
     std::string picture;
     bool isToFail = false;
-    std::unique_ptr<HttpRecorder> server = std::make_unique<HttpRecorder>();
-    HttpRecorder::Request request;
+    std::unique_ptr<RequestRecorder> server = std::make_unique<RequestRecorder>();
+    RequestRecorder::Request request;
 };
 
 TEST_F(AlertCommandRecipesTest, NtfyGetsThePictureAsAFileOfTheTopic) {
@@ -106,7 +106,7 @@ TEST_F(AlertCommandRecipesTest, HomeAssistantGetsWhatHappened) {
 
 TEST_F(AlertCommandRecipesTest, AServerThatRefusesIsInTheEventLog) {
     isToFail = true;
-    server = std::make_unique<HttpRecorder>("404 Not Found");
+    server = std::make_unique<RequestRecorder>("404 Not Found");
     follow("https://ntfy.example.org");
     EXPECT_THAT(log.text(), HasSubstr("Alert command failed: curl: exit status 22 - curl: (22) The "
                                       "requested URL returned error: 404"));

@@ -16,7 +16,7 @@ namespace ovelo {
 
 /// An HTTP server on loopback that notes down what it is asked, one request a connection, and
 /// answers all alike.
-class HttpRecorder {
+class RequestRecorder {
 public:
     struct Request {
         std::string line; // without the line end
@@ -38,7 +38,7 @@ public:
         }
     };
 
-    explicit HttpRecorder(std::string status = "200 OK")
+    explicit RequestRecorder(std::string status = "200 OK")
         : status_(std::move(status))
         , listener_(5)
         , thread_([this](const std::stop_token& stop) { run(stop); }) {}
