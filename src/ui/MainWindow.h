@@ -49,6 +49,7 @@ public:
     [[nodiscard]] std::string emailText() const override;
     void setEmailText(const std::string& text) override;
     void presentError(const std::string& message, const std::string& informativeText) override;
+    void runAlert(const std::string& message, const std::string& informativeText) override;
     void hideMainWindow() override;
 
 protected:

@@ -41,6 +41,14 @@ std::optional<QString> refusalOfPassword(const QString& password) {
     return u"Without a password anybody could watch; the former one is kept."_s;
 }
 
+std::optional<MotionBar::Reading> motionReading(const MyDocument& document) {
+    const MotionLevel level = document.motionLevel();
+    if (!level.isWatching) {
+        return std::nullopt;
+    }
+    return MotionBar::Reading{level.ratio.value_or(0), level.threshold};
+}
+
 QVBoxLayout* column() {
     auto* column = new QVBoxLayout;
     column->setSpacing(6);
@@ -143,9 +151,9 @@ QWidget* OptionsPanel::logPart() {
 
 QWidget* OptionsPanel::routerPart() {
     QVBoxLayout* boxes = column();
-    boxes->addWidget(
-        layouts::note(u"This version of Ovelo cannot do this yet. What you choose is kept, and takes "
-                      "effect once it can."_s));
+    boxes->addWidget(layouts::note(
+        u"This version of Ovelo cannot do this yet. What you choose is kept, and takes "
+        "effect once it can."_s));
     addBox(*boxes, "config_airport", u"Open the port on the &router automatically"_s);
     return layouts::section(u"Router (not in this version yet)"_s, boxes);
 }
