@@ -70,8 +70,9 @@ public:
 /// Sends requests to web servers, and tells of the replies on the main loop.
 ///
 /// Certificates of https servers are verified. Cookies are neither kept nor sent. Requests to one
-/// server share six connections, but one that can be asked for credentials has its own, so that it
-/// never uses what another one was given.
+/// server share six connections and wait in line for them, but one that can be asked for credentials
+/// has its own, so that it never uses what another one was given. A form (POST) that cannot be asked
+/// goes out at most once.
 ///
 /// thread    main
 /// lifetime  its end cancels what runs; it may be destroyed from within a request's call
@@ -82,8 +83,8 @@ public:
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;
 
-    /// return  null when it cannot be started: no valid web address, or a method or header that
-    ///         cannot be sent
+    /// return  null when it cannot be started: no valid web address, a method or header that cannot
+    ///         be sent, or 20 000 requests that wait for this server already
     [[nodiscard]] virtual std::unique_ptr<HttpConnection> start(const HttpRequest& request,
                                                                 HttpObserver observer) = 0;
 };

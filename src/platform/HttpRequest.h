@@ -18,8 +18,9 @@ struct HttpRequest {
     std::vector<HttpHeader> headers; // in this order
     std::string body;                // any bytes
 
-    /// How long nothing may come or go before the request fails. From the start to the end of the
-    /// reply's head it is the limit of the whole, waiting for a connection included. 0: no limit.
+    /// How long nothing may come or go before the request fails; until the end of the reply's head,
+    /// the limit of the whole. While it waits for one of the shared connections: how long the server
+    /// may answer nobody. 0: no limit.
     std::chrono::milliseconds timeout = std::chrono::seconds(60);
 
     /// Asks every cache on the way for a fresh copy. There is none on this computer.

@@ -4,6 +4,7 @@
 #include "platform/QtHttpBody.h"
 #include "platform/QtHttpExchange.h"
 #include "platform/QtHttpMessages.h"
+#include "platform/QtHttpTurns.h"
 
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
@@ -46,6 +47,9 @@ QNetworkReply* send(QNetworkAccessManager& manager, const QNetworkRequest& messa
     if (request.method == "GET" && body.isEmpty()) {
         return manager.get(message);
     }
+    if (request.method == "HEAD" && body.isEmpty()) {
+        return manager.head(message);
+    }
     if (request.method == "POST") {
         return mayBeRepeated || body.isEmpty() ? manager.post(message, body)
                                                : postOnce(manager, message, body);
@@ -56,11 +60,16 @@ QNetworkReply* send(QNetworkAccessManager& manager, const QNetworkRequest& messa
 } // namespace
 
 QtHttpClient::QtHttpClient(std::filesystem::path extraAuthorities)
-    : extraAuthorities_(std::move(extraAuthorities)) {
+    : extraAuthorities_(std::move(extraAuthorities))
+    , turns_(std::make_shared<QtHttpTurns>(
+          [this](QtHttpExchange& exchange, const HttpRequest& request) {
+              sendShared(exchange, request);
+          })) {
 }
 
 QtHttpClient::~QtHttpClient() {
     const bool isNested = isTelling();
+    turns_.reset(); // whoever ends now gives his place to nobody
     for (const auto& known : exchanges_) {
         if (const auto exchange = known.lock()) {
             exchange->cancel();
@@ -79,31 +88,40 @@ std::unique_ptr<HttpConnection> QtHttpClient::start(const HttpRequest& request,
     if (!message) {
         return nullptr;
     }
-    std::erase_if(exchanges_, [](const auto& known) { return known.expired(); });
-    // A manager remembers credentials: a request that may need some has one of its own, so that
-    // changed ones count at once. So has a stream that never ends, which would use up a place among
-    // the shared connections.
-    const bool isPrivate = observer.didReceiveAuthenticationChallenge != nullptr ||
-                           !message->url().userInfo().isEmpty();
-    QNetworkAccessManager& manager = managerFor(isPrivate);
+    forgetEnded();
     auto exchange = std::make_shared<QtHttpExchange>(std::move(observer), request.followRedirects);
-    exchange->begin(*send(manager, *message, request, isPrivate),
-                    isPrivate ? &manager : nullptr); // a login takes a second sending
     exchanges_.push_back(exchange);
+    // A manager remembers credentials: a request that may need some has one of its own, so that
+    // changed ones count at once. A camera's stream is one of these; it would block a place in line.
+    if (exchange->mayBeAsked() || !message->url().userInfo().isEmpty()) {
+        QNetworkAccessManager& own = makeManager();
+        exchange->begin(*send(own, *message, request, true), &own); // a login repeats the request
+    } else if (!turns_->enter(message->url().authority().toStdString(), exchange, request)) {
+        return nullptr;
+    }
     return std::make_unique<Connection>(std::move(exchange));
 }
 
-QNetworkAccessManager& QtHttpClient::managerFor(bool isPrivate) {
+QNetworkAccessManager& QtHttpClient::makeManager() {
     if (!managers_) {
         managers_ = std::make_unique<QObject>();
     }
-    if (isPrivate) {
-        return *new QNetworkAccessManager(managers_.get());
-    }
+    return *new QNetworkAccessManager(managers_.get());
+}
+
+void QtHttpClient::sendShared(QtHttpExchange& exchange, const HttpRequest& request) {
     if (shared_ == nullptr) {
-        shared_ = new QNetworkAccessManager(managers_.get());
+        shared_ = &makeManager();
     }
-    return *shared_;
+    const auto message = qthttp::message(request, extraAuthorities_);
+    exchange.begin(*send(*shared_, *message, request, false), nullptr);
+}
+
+void QtHttpClient::forgetEnded() {
+    if (exchanges_.size() >= forgetAt_) {
+        std::erase_if(exchanges_, [](const auto& known) { return known.expired(); });
+        forgetAt_ = std::max<std::size_t>(2 * exchanges_.size(), 64);
+    }
 }
 
 bool QtHttpClient::isTelling() const {

@@ -2,6 +2,7 @@
 
 #include "platform/HttpClient.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <vector>
@@ -12,6 +13,7 @@ class QObject;
 namespace ovelo {
 
 class QtHttpExchange;
+class QtHttpTurns;
 
 /// Requests by Qt, on the loop of the QCoreApplication that must exist.
 ///
@@ -27,14 +29,17 @@ public:
                                                         HttpObserver observer) override;
 
 private:
-    QNetworkAccessManager& managerFor(bool isPrivate);
+    QNetworkAccessManager& makeManager();
+    void sendShared(QtHttpExchange& exchange, const HttpRequest& request);
+    void forgetEnded();
     [[nodiscard]] bool isTelling() const;
 
     const std::filesystem::path extraAuthorities_;
-    std::unique_ptr<QObject> managers_; // each a child of this one; made for the first request
+    std::unique_ptr<QObject> managers_;       // each is a child of this one; null without requests
     QNetworkAccessManager* shared_ = nullptr; // one of them
-    std::vector<std::weak_ptr<QtHttpExchange>>
-        exchanges_; // those that are over are dropped in time
+    std::shared_ptr<QtHttpTurns> turns_;      // for the shared one
+    std::vector<std::weak_ptr<QtHttpExchange>> exchanges_;
+    std::size_t forgetAt_ = 64; // with so many of them, those that are gone are dropped
 };
 
 } // namespace ovelo

@@ -54,6 +54,18 @@ void QtHttpExchange::begin(QNetworkReply& reply, QNetworkAccessManager* manager)
     }
 }
 
+void QtHttpExchange::onRelease(std::function<void(bool wasAnswered)> released) {
+    released_ = std::move(released);
+}
+
+void QtHttpExchange::timeOut() {
+    const auto self = shared_from_this();
+    if (!isOver_) {
+        isOver_ = true;
+        tell(observer_.didFailWithError, std::string(qthttp::kTimedOut));
+    }
+}
+
 void QtHttpExchange::cancel() {
     if (!isOver_) {
         isOver_ = true;
@@ -74,17 +86,12 @@ void QtHttpExchange::bytesArrived() {
 
 void QtHttpExchange::finished() {
     const auto self = shared_from_this();
-    const bool isRejected =
-        challenges_ > 0 && reply_->error() == QNetworkReply::AuthenticationRequiredError;
-    auto failure = qthttp::failure(*reply_);
-    if (isRejected) {
-        failure = reply_->errorString().simplified().toStdString();
-        if (hasAnswered_) { // Qt does not send an empty user with an empty password
-            askForCredentials();
-        }
-    }
     tellResponse();
     passOnBytes();
+    std::optional<std::string> failure;
+    if (!isOver_) {
+        failure = isRejected() ? rejection() : qthttp::failure(*reply_, received_);
+    }
     if (isOver_) {
         return;
     }
@@ -95,6 +102,19 @@ void QtHttpExchange::finished() {
     } else {
         tell(observer_.didFinishLoading);
     }
+}
+
+bool QtHttpExchange::isRejected() const {
+    return challenges_ > 0 && reply_->error() == QNetworkReply::AuthenticationRequiredError;
+}
+
+/// Qt does not send an empty user with an empty password: that rejection is still to be told.
+std::string QtHttpExchange::rejection() {
+    const auto text = reply_->errorString().simplified().toStdString();
+    if (hasAnswered_) {
+        askForCredentials();
+    }
+    return text;
 }
 
 void QtHttpExchange::challenged(QAuthenticator& authenticator) {
@@ -136,6 +156,7 @@ void QtHttpExchange::passOnBytes() {
         if (piece.isEmpty()) {
             return;
         }
+        received_ += piece.size();
         if (hasToldResponse_) {
             tell(observer_.didReceiveData,
                  std::string_view(piece.constData(), static_cast<std::size_t>(piece.size())));
@@ -163,6 +184,9 @@ void QtHttpExchange::release() {
     }
     reply_.clear();
     manager_.clear();
+    if (const auto released = std::exchange(released_, nullptr)) {
+        released(hasToldResponse_);
+    }
 }
 
 template <typename Function, typename... Arguments>

@@ -2,6 +2,7 @@
 
 #include "platform/Utf8.h"
 
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -15,6 +16,8 @@ namespace ovelo::qthttp {
 namespace {
 
 constexpr int kMaxRedirects = 10;
+
+constexpr const char* kCutOff = "The connection was lost.";
 
 /// A word of a head (RFC 9110, 5.6.2).
 bool isToken(std::string_view text) {
@@ -72,6 +75,14 @@ bool isErrorOfStatus(QNetworkReply::NetworkError error, int status) {
     }
 }
 
+/// Qt does not always tell of a reply that was cut off, or tells the error of its status instead.
+bool isCutOff(const QNetworkReply& reply, int status, qint64 received) {
+    constexpr int kNotModified = 304; // tells the length of what it does not send
+    const QVariant length = reply.header(QNetworkRequest::ContentLengthHeader);
+    return length.isValid() && received < length.toLongLong() && status != kNotModified &&
+           reply.operation() != QNetworkAccessManager::HeadOperation;
+}
+
 } // namespace
 
 std::optional<QNetworkRequest> message(const HttpRequest& request,
@@ -105,20 +116,22 @@ HttpResponse response(const QNetworkReply& reply) {
     return response;
 }
 
-std::optional<std::string> failure(const QNetworkReply& reply) {
+std::optional<std::string> failure(const QNetworkReply& reply, qint64 received) {
     const auto error = reply.error();
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (error == QNetworkReply::NoError || isErrorOfStatus(error, status)) {
-        return std::nullopt;
+        return isCutOff(reply, status, received) ? std::optional<std::string>(kCutOff)
+                                                 : std::nullopt;
     }
     // Nobody hears of a request that we cancel, so it was its time-out.
     if (error == QNetworkReply::OperationCanceledError) {
-        return "The request timed out.";
+        return kTimedOut;
     }
     if (error == QNetworkReply::ContentReSendError) { // see QtHttpBody
         return "The connection was closed without a reply.";
     }
-    return reply.errorString().simplified().toStdString();
+    const std::string text = reply.errorString().simplified().toStdString();
+    return text.empty() ? kCutOff : text;
 }
 
 } // namespace ovelo::qthttp

@@ -13,6 +13,8 @@ class QNetworkReply;
 /// Between our requests and replies and Qt's.
 namespace ovelo::qthttp {
 
+inline constexpr const char* kTimedOut = "The request timed out.";
+
 /// return  nothing when it cannot be sent
 std::optional<QNetworkRequest> message(const HttpRequest& request,
                                        const std::filesystem::path& extraAuthorities);
@@ -21,6 +23,8 @@ std::optional<QNetworkRequest> message(const HttpRequest& request,
 HttpResponse response(const QNetworkReply& reply);
 
 /// Why a finished reply is not whole, in one line; nothing when it is, whatever its status.
-std::optional<std::string> failure(const QNetworkReply& reply);
+///
+/// received  bytes of its body, all of which have been read
+std::optional<std::string> failure(const QNetworkReply& reply, qint64 received);
 
 } // namespace ovelo::qthttp
