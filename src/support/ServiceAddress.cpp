@@ -4,12 +4,24 @@
 
 namespace ovelo {
 
-std::string serviceAddress(const Settings& settings, std::string_view path) {
-    std::string address = settings.string("serviceUrl").value_or("");
-    while (address.ends_with('/')) {
-        address.pop_back();
+namespace {
+
+std::string address(const Settings& settings, std::string_view key, std::string_view path) {
+    std::string base = settings.string(key).value_or("");
+    while (base.ends_with('/')) {
+        base.pop_back();
     }
-    return address.empty() ? address : address.append(path);
+    return base.empty() ? base : base.append(path);
+}
+
+} // namespace
+
+std::string serviceAddress(const Settings& settings, std::string_view path) {
+    return address(settings, "serviceUrl", path);
+}
+
+std::string webAddress(const Settings& settings, std::string_view path) {
+    return address(settings, "webUrl", path);
 }
 
 } // namespace ovelo

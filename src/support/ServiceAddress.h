@@ -14,4 +14,8 @@ class Settings;
 /// return  "" without the setting: a request to it cannot be started
 [[nodiscard]] std::string serviceAddress(const Settings& settings, std::string_view path);
 
+/// The same for the maker's web site, with the help pages and the update manifest: the setting
+/// "webUrl".
+[[nodiscard]] std::string webAddress(const Settings& settings, std::string_view path);
+
 } // namespace ovelo

@@ -31,5 +31,14 @@ TEST(ServiceAddressTest, IsEmptyWithoutTheSetting) {
     EXPECT_EQ(serviceAddress(settings, "/x"), "");
 }
 
+TEST(ServiceAddressTest, WebSiteHasASettingOfItsOwn) {
+    MemorySettings settings;
+    settings.setString("serviceUrl", "https://watch.example.org");
+    EXPECT_EQ(webAddress(settings, "/x"), "");
+
+    settings.setString("webUrl", "https://www.example.org/");
+    EXPECT_EQ(webAddress(settings, "/x"), "https://www.example.org/x");
+}
+
 } // namespace
 } // namespace ovelo
