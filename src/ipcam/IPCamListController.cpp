@@ -18,7 +18,7 @@ constexpr const char* kDamagedKey = "ipcamlist_damaged";
 } // namespace
 
 IPCamListController::IPCamListController(Environment environment)
-    : ipCamItemController_({environment.alerts, environment.makeClient, environment.timer,
+    : ipCamItemController_({environment.alerts, environment.makeTestClient, environment.timer,
                             [this](const CameraRecord& cam, const ListedCameraPointer& origCam) {
                                 updateIpCam(cam, origCam);
                             }})

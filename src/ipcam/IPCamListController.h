@@ -33,7 +33,8 @@ public:
         Logger& log;
         UserAlerts& alerts;
         DriverSetting& driverSetting;
-        CameraClientFactory makeClient;
+        CameraClientFactory makeClient;     // of a camera in the list
+        CameraClientFactory makeTestClient; // of one that is tested in the editor
         /// Timer::once.
         IPCamItemController::TimerFactory timer;
     };

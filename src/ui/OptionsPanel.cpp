@@ -6,6 +6,7 @@
 #include "support/Logger.h"
 #include "support/MyUtil.h"
 #include "ui/AlertsPage.h"
+#include "ui/DriverBar.h"
 #include "ui/EmailPage.h"
 #include "ui/Layouts.h"
 #include "ui/SettingCheckBox.h"
@@ -57,11 +58,13 @@ QVBoxLayout* column() {
 
 } // namespace
 
-OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window)
+OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window,
+                           DriverSetting* driver)
     : QDialog(window)
     , document_(document)
     , settings_(settings)
-    , log_(log) {
+    , log_(log)
+    , driver_(driver) {
     setObjectName(u"optionsPanel"_s);
     setWindowTitle(u"Ovelo Options"_s);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
@@ -97,6 +100,9 @@ QWidget* OptionsPanel::generalPage() {
     parts->setSpacing(16);
     for (QWidget* part : {picturePart(), accountPart(), logPart(), routerPart()}) {
         parts->addWidget(part);
+    }
+    if (driver_ != nullptr) {
+        parts->addWidget(driverPart());
     }
     parts->addStretch(1);
     return page;
@@ -156,6 +162,12 @@ QWidget* OptionsPanel::routerPart() {
         "effect once it can."_s));
     addBox(*boxes, "config_airport", u"Open the port on the &router automatically"_s);
     return layouts::section(u"Router (not in this version yet)"_s, boxes);
+}
+
+QWidget* OptionsPanel::driverPart() {
+    QVBoxLayout* content = column();
+    content->addWidget(new DriverBar(*driver_));
+    return layouts::section(u"Driver for network cameras"_s, content);
 }
 
 } // namespace ovelo

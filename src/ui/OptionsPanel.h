@@ -7,6 +7,7 @@ class QLayout;
 
 namespace ovelo {
 
+class DriverSetting;
 class Logger;
 class MyDocument;
 class SettingLineEdit;
@@ -17,7 +18,9 @@ class Settings;
 /// thread  main
 class OptionsPanel final : public QDialog {
 public:
-    OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window);
+    /// driver  the camera driver's, or null when there is none to show
+    OptionsPanel(MyDocument& document, Settings& settings, Logger& log, QWidget* window,
+                 DriverSetting* driver = nullptr);
     ~OptionsPanel() override;
 
 private:
@@ -25,12 +28,14 @@ private:
     QWidget* accountPart();
     QWidget* logPart();
     QWidget* routerPart();
+    QWidget* driverPart();
     QWidget* generalPage();
     void addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent = false);
 
     MyDocument& document_;
     Settings& settings_;
     Logger& log_;
+    DriverSetting* driver_;
     SettingLineEdit* email_ = nullptr;
     SettingLineEdit* password_ = nullptr;
 };

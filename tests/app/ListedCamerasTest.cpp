@@ -40,8 +40,8 @@ protected:
     FakeCameraClients clients;
     FakeTimers timers;
     DriverSetting driver{{.alerts = alerts, .paths = {}, .start = nullptr}};
-    IPCamListController list{
-        {settings, events.log(), alerts, driver, clients.factory(), timers.factory()}};
+    IPCamListController list{{settings, events.log(), alerts, driver, clients.factory(),
+                              clients.factory(), timers.factory()}};
     ListedCameras cameras{list};
 };
 

@@ -47,7 +47,8 @@ protected:
 
     void load() {
         list = std::make_unique<IPCamListController>(IPCamListController::Environment{
-            settings, events.log(), alerts, driver, clients.factory(), timers.factory()});
+            settings, events.log(), alerts, driver, clients.factory(), clients.factory(),
+            timers.factory()});
         list->reloadData().connect([this] { ++reloads; });
     }
     void loadWithDriver(const std::vector<CameraRecord>& cameras) {
