@@ -6,6 +6,7 @@ find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
 pkg_check_modules(SIGC REQUIRED IMPORTED_TARGET sigc++-3.0)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 
 if(OVELO_DESKTOP)
     find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Test)
