@@ -134,7 +134,7 @@ private:
             return failed(verbose_, attribute.problem);
         }
         if (verbose_) {
-            console::write(fmt::format("{} = {}", attribute.name, value.text()));
+            console::write(fmt::format("{} = {}", attribute.name, value.value.data()));
         }
         return true;
     }
