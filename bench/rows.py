@@ -351,14 +351,14 @@ def cycles(quick):
         viewer.send("Sync,-0.001")
         viewer.send("Stop,")
 
-        def cycle():
-            viewer.send(f"Playback,{record(viewer, 5)}")
-            time.sleep(2)
+        def cycle(recorded=5, played=2):
+            viewer.send(f"Playback,{record(viewer, recorded)}")
+            time.sleep(played)
             viewer.send("Start,")
             viewer.send("Stop,")
 
-        for _ in range(3):
-            cycle()
+        for _ in range(15):  # libraries load, heaps and pools find their size
+            cycle(recorded=2, played=1)
         before = typical(server)
         end = time.monotonic() + seconds
         count = 0

@@ -9,9 +9,12 @@
 #include "server/ViewerDocument.h"
 #include "support/Logger.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -21,7 +24,9 @@ class Session final : public CommandSession {
 public:
     std::string getPassword() override { return "pw"; }
     void writeString(const std::string& text, int /*connection_type*/) override {
-        if (text != "AUTH_OK\n" && text != "AUTH_FALLED\n" && text != "DATA_SOURCE\n") {
+        constexpr std::array<std::string_view, 5> kAnswers = {
+            "AUTH_OK\n", "AUTH_FALLED\n", "DATA_SOURCE\n", "RECORDED_LIST\n", "CONFIG_AUDIO\n"};
+        if (std::find(kAnswers.begin(), kAnswers.end(), text) == kAnswers.end()) {
             std::abort();
         }
     }
@@ -29,6 +34,7 @@ public:
     void setAuthenticated(int /*connection_type*/) override {}
     void setStarted(int /*connection_type*/, bool /*started*/) override {}
     void setFrameRateWait(float /*seconds*/) override {}
+    void setEnableSound(bool /*enabled*/) override {}
     void setFrameDelay(float /*seconds*/) override {}
 };
 
@@ -36,7 +42,16 @@ class Document final : public ViewerDocument {
 public:
     std::string getDataSource() override { return "DATA_SOURCE\n"; }
     void setDataSource(const std::string& /*source*/) override {}
+    std::string getRecordedList() override { return "RECORDED_LIST\n"; }
+    void setStartRecording(bool /*start*/) override {}
+    void startPlayback(const std::string& /*name*/) override {}
     void stopPlayback() override {}
+    std::string getAudioParameters() override { return "CONFIG_AUDIO\n"; }
+    void setAudioFormat(int format) override {
+        if (format != 0 && format != 1) {
+            std::abort();
+        }
+    }
     void rotateLeft() override {}
     void rotateRight() override {}
     void clientDisconnected() override {}

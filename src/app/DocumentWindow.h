@@ -27,6 +27,10 @@ public:
     /// Shows an error as a sheet on the window, without waiting for the user.
     virtual void presentError(const std::string& message, const std::string& informativeText) = 0;
 
+    /// Shows an alert with an "OK" button, and returns when the user has pressed it; the main loop
+    /// goes on meanwhile.
+    virtual void runAlert(const std::string& message, const std::string& informativeText) = 0;
+
     /// Hides the main window; the program goes on.
     virtual void hideMainWindow() = 0;
 };

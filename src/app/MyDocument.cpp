@@ -2,6 +2,7 @@
 
 #include "app/MyDocument.h"
 
+#include "alerts/EmailUtil.h"
 #include "app/DocumentWindow.h"
 #include "capture/ViewerPicture.h"
 #include "platform/Console.h"
@@ -51,24 +52,28 @@ MyDocument::MyDocument(Environment environment)
                  },
                  {}},
                 &MyUtil::getRecordedDirectory)
-    , pipeline_({environment_.settings,
-                 environment_.clock,
-                 networkSink_,
+    , pipeline_({environment_.settings, environment_.clock, networkSink_,
                  [this] { return playback_.isPlaying(); },
-                 {},
+                 [this](const VideoFrame& frame) { motion_.examine(frame); },
                  [this] { return sources_.videoDeviceDisplayName(); }})
     , audio_({environment_.sound, networkSink_, &console::write})
     , sources_(
           environment_.devices, session_, environment_.cameras,
           [this](const std::string& name) { audio_.setAudioInputDevice(name); }, environment_.log)
     , recording_(MovieRecording::environment(session_, environment_.log, environment_.clock,
-                                             environment_.movieOutput)) {
+                                             environment_.movieOutput))
+    , motion_({environment_.settings, environment_.clock, environment_.log, recording_,
+               [this](const Data& jpeg) { environment_.email.sendMotionEmail(jpeg); },
+               environment_.push}) {
     if (!environment_.settings.contains("port")) {
         environment_.settings.setString("port", "1726");
     }
     session_.setVideoOutput([this](const VideoFrame& frame) { captureOutput(frame); });
     sources_.propertyChanged().connect([this](const std::string& key) { announce(key); });
+    sources_.videoDeviceWillChange().connect(sigc::mem_fun(motion_, &MotionWatch::reset));
     recording_.recordingChanged().connect([this] { announce("recording"); });
+    environment_.email.sendingChanged().connect(
+        sigc::bind(sigc::mem_fun(*this, &MyDocument::announce), "sendingEmail"));
 }
 
 MyDocument::~MyDocument() {
@@ -142,6 +147,7 @@ void MyDocument::windowWillClose() {
         settings.setString("lastSelectedAudioDevice", audio->localizedDisplayName());
     }
     stopPlayback();
+    motion_.stop();
     recording_.setRecording(false);
     audioLevelTimer_.reset();
     sources_.setSelectedVideoDevice(nullptr);

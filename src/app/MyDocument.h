@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/MotionWatch.h"
 #include "app/MovieRecording.h"
 #include "app/NetworkSink.h"
 #include "app/SourceSelection.h"
@@ -12,6 +13,7 @@
 
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +21,7 @@
 namespace ovelo {
 
 class DocumentWindow;
+class EmailUtil;
 class Logger;
 class Settings;
 class Timer;
@@ -46,6 +49,10 @@ public:
         Network::PublisherFactory publisher;
         MovieRecording::OutputFactory movieOutput;
         PlaybackEnvironment::OpenMovie openMovie;
+        EmailUtil& email;
+        /// PushNotifier::sendPushNotification. Called on the capture thread.
+        std::function<void(const std::string& devID, const std::string& message, int badgeNumber)>
+            push;
         std::filesystem::path resources;
     };
 
@@ -72,6 +79,7 @@ public:
     void natAutoConfigButton();
     void closeNatAutoPanel();
     void natManualConfigButton();
+    void testEmail();
     void helpEmail();
     void helpClose();
     void closeOption();
@@ -99,11 +107,13 @@ public:
     [[nodiscard]] bool hasRecordingDevice() const { return sources_.hasRecordingDevice(); }
     [[nodiscard]] bool isRecording() const { return recording_.isRecording(); }
     [[nodiscard]] bool isPlaying() const { return playback_.isPlaying(); }
+    [[nodiscard]] bool isSendingEmail() const;
+    [[nodiscard]] MotionLevel motionLevel() const { return motion_.level(); }
     [[nodiscard]] float audioLevel() const { return audioLevel_; }
     void setAudioLevel(float level);
 
-    /// A property of this name has another value now: those of SourceSelection, "audioLevel" and
-    /// "recording".
+    /// A property of this name has another value now: those of SourceSelection, "audioLevel",
+    /// "recording" and "sendingEmail".
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
 private:
@@ -112,6 +122,7 @@ private:
     void chooseAudioSource();
     void hideWindowOfAgent();
     void updateAudioLevels();
+    void showAlert(const std::string& message, const std::string& informativeText);
     void announce(const std::string& property);
 
     Environment environment_;
@@ -124,6 +135,7 @@ private:
     Audio audio_;
     SourceSelection sources_; // its destructor takes the inputs out of the session
     MovieRecording recording_;
+    MotionWatch motion_;
     std::unique_ptr<Timer> audioLevelTimer_;
     std::array<float, 2> audioLevels_{};
     std::array<float, 2> peakLevels_{};

@@ -1,5 +1,6 @@
 // The actions of the main window.
 
+#include "alerts/EmailUtil.h"
 #include "app/DocumentWindow.h"
 #include "app/MyDocument.h"
 #include "platform/Desktop.h"
@@ -66,6 +67,23 @@ void MyDocument::natManualConfigButton() {
     }
     if (!desktop::openUrl(*host + kRemoteAccessHelp)) {
         window_->presentError("The help page could not be opened.", *host + kRemoteAccessHelp);
+    }
+}
+
+void MyDocument::testEmail() {
+    environment_.email.sendTestEmail(
+        [this](const std::string& message, const std::string& informativeText) {
+            showAlert(message, informativeText);
+        });
+}
+
+bool MyDocument::isSendingEmail() const {
+    return environment_.email.isSending();
+}
+
+void MyDocument::showAlert(const std::string& message, const std::string& informativeText) {
+    if (!closed_ && window_ != nullptr) {
+        window_->runAlert(message, informativeText);
     }
 }
 

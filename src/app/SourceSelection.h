@@ -80,7 +80,8 @@ public:
     /// A property of this name has another value now.
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
-    /// The video device is about to change.
+    /// The video device is changing: the former one's last picture is through, and the next one's
+    /// first has not come.
     sigc::signal<void()>& videoDeviceWillChange() { return videoDeviceWillChange_; }
 
 private:

@@ -39,8 +39,8 @@ bool SourceSelection::selectedVideoDeviceProvidesAudio() const {
 }
 
 void SourceSelection::setSelectedVideoDevice(const CaptureDevicePointer& device) {
-    videoDeviceWillChange_.emit();
     removeInput(videoDeviceInput_);
+    videoDeviceWillChange_.emit();
     if (device) {
         videoDeviceInput_ = openInput(device, "video");
     }

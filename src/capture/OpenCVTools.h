@@ -1,19 +1,9 @@
 #pragma once
 
+#include "platform/IplImagePointer.h"
 #include "platform/VideoFrame.h"
 
-#include <opencv2/core/core_c.h>
-
-#include <memory>
-
 namespace ovelo {
-
-/// Gives an OpenCV image back.
-struct IplImageDeleter {
-    void operator()(IplImage* image) const noexcept { cvReleaseImage(&image); }
-};
-
-using IplImagePointer = std::unique_ptr<IplImage, IplImageDeleter>;
 
 /// Pictures for OpenCV's classic interface. Any thread.
 class OpenCVTools final {

@@ -32,7 +32,7 @@ struct TapeTransport {
 class CaptureDevice {
 public:
     /// Takes a picture of 320 x 240; called on the device's own thread, one call at a time.
-    /// It must not wait for the main thread, which may be waiting in stop() for this very call.
+    /// It may wait for the main thread: stop() serves the calls that it waits for.
     using FrameHandler = std::function<void(const VideoFrame&)>;
 
     /// Takes a stretch of sound; called on the device's own thread, one call at a time for each

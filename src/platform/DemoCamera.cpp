@@ -1,6 +1,7 @@
 #include "platform/DemoCamera.h"
 
 #include "platform/DemoScene.h"
+#include "platform/MainThread.h"
 #include "platform/Threads.h"
 
 #include <chrono>
@@ -68,15 +69,22 @@ void DemoCamera::start(FrameHandler handler) {
     if (thread_.joinable()) {
         return;
     }
-    thread_ = std::jthread(
-        [this, handler = std::move(handler)](const std::stop_token& stop) { run(stop, handler); });
+    hasEnded_ = false;
+    thread_ = std::jthread([this, handler = std::move(handler)](const std::stop_token& stop) {
+        run(stop, handler);
+        hasEnded_ = true;
+    });
 }
 
 void DemoCamera::stop() {
-    if (thread_.joinable()) {
-        thread_.request_stop();
-        thread_.join();
+    if (!thread_.joinable()) {
+        return;
     }
+    thread_.request_stop();
+    if (MainThread::isCurrent()) { // for which the handler may be waiting
+        MainThread::serveCallsOf(thread_.get_id(), [this] { return hasEnded_.load(); });
+    }
+    thread_.join();
 }
 
 std::vector<std::string> DemoCamera::formatSummaries() const {

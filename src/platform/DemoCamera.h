@@ -2,6 +2,7 @@
 
 #include "platform/CaptureDevice.h"
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -29,6 +30,7 @@ private:
     void run(const std::stop_token& stop, const FrameHandler& handler) const;
 
     const std::shared_ptr<Pictures> pictures_;
+    std::atomic<bool> hasEnded_ = false; // the thread is through with its handler
     std::jthread thread_;
 };
 

@@ -4,8 +4,11 @@
 #include "platform/GstTypes.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <thread>
 
 namespace ovelo {
 
@@ -20,6 +23,9 @@ public:
     void attach(FrameHandler handler);
 
     /// Returns when the handler is not running any more; it is not called again.
+    ///
+    /// A handler may be waiting for the main thread: on that thread its calls are served meanwhile,
+    /// and only its calls.
     void detach();
 
     /// Called on the streaming thread for each picture of 320 x 240 RGBA.
@@ -29,8 +35,12 @@ public:
     [[nodiscard]] std::uint64_t pictures() const { return pictures_.load(); }
 
 private:
-    std::mutex lock_; // held while the handler runs
-    FrameHandler handler_;
+    [[nodiscard]] bool isIdle();
+
+    std::mutex lock_; // a leaf, not held while the handler runs
+    std::condition_variable idle_;
+    std::shared_ptr<const FrameHandler> handler_;
+    std::thread::id runsOn_; // the handler, at the moment
     std::atomic<std::uint64_t> pictures_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include "platform/Console.h"
 #include "platform/Mutex.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <exception>
@@ -19,11 +20,12 @@ namespace {
 /// One call on its way. Each has a waiting place of its own: a thousand waiting threads must not
 /// all wake for one.
 struct Call {
-    explicit Call(MainThread::Task what) : task(std::move(what)) {}
+    Call(MainThread::Task what, std::thread::id who) : task(std::move(what)), waiter(who) {}
 
     MainThread::Task task;
-    bool finished = false;      // guarded by the queue's lock
-    std::exception_ptr failure; // likewise
+    const std::thread::id waiter; // who waits for it, if anybody
+    bool finished = false;        // guarded by the queue's lock
+    std::exception_ptr failure;   // likewise
     std::condition_variable done;
 };
 
@@ -66,9 +68,31 @@ std::shared_ptr<Call> nextCall(Calls& state) {
     return call;
 }
 
+std::shared_ptr<Call> nextCallOf(Calls& state, std::thread::id waiter) {
+    const std::lock_guard lock(state.lock);
+    const auto found = std::find_if(state.waiting.begin(), state.waiting.end(),
+                                    [&](const auto& call) { return call->waiter == waiter; });
+    if (found == state.waiting.end()) {
+        return nullptr;
+    }
+    auto call = *found;
+    state.waiting.erase(found);
+    return call;
+}
+
+void run(Calls& state, Call& call) {
+    std::exception_ptr failure;
+    try {
+        call.task();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    finish(state, call, failure);
+}
+
 /// return  null when the main loop has ended
-std::shared_ptr<Call> enqueue(Calls& state, MainThread::Task task) {
-    auto call = std::make_shared<Call>(std::move(task));
+std::shared_ptr<Call> enqueue(Calls& state, MainThread::Task task, std::thread::id waiter = {}) {
+    auto call = std::make_shared<Call>(std::move(task), waiter);
     MainThread::Task wake;
     {
         const std::lock_guard lock(state.lock);
@@ -125,7 +149,7 @@ void MainThread::performAndWait(const Task& task) {
     }
     OVELO_ASSERT(Mutex::noneHeld(), "no lock is held while waiting for the main thread");
     Calls& state = calls();
-    const auto call = enqueue(state, task);
+    const auto call = enqueue(state, task, std::this_thread::get_id());
     if (!call) {
         return;
     }
@@ -155,13 +179,7 @@ void MainThread::serve() {
         if (!call) {
             return; // served by a call of ours, from a nested loop
         }
-        std::exception_ptr failure;
-        try {
-            call->task();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-        finish(state, *call, failure);
+        run(state, *call);
     }
 }
 
@@ -178,6 +196,18 @@ bool MainThread::serveUntil(const std::function<bool()>& done, std::chrono::mill
         state.added.wait_for(lock, kTurn, [&] { return !state.waiting.empty(); });
     }
     return true;
+}
+
+void MainThread::serveCallsOf(std::thread::id waiter, const std::function<bool()>& done) {
+    constexpr auto kTurn = std::chrono::milliseconds(1); // `done` may change without a call
+    Calls& state = calls();
+    while (!done()) {
+        while (const auto call = nextCallOf(state, waiter)) {
+            run(state, *call);
+        }
+        std::unique_lock lock(state.lock);
+        state.added.wait_for(lock, kTurn);
+    }
 }
 
 } // namespace ovelo

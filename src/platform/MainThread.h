@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <thread>
 
 namespace ovelo {
 
@@ -44,6 +45,11 @@ public:
     /// Serves until `done` holds or the time is over, and tells whether it holds: how the main
     /// thread waits for threads that may be waiting for it. Main thread only.
     static bool serveUntil(const std::function<bool()>& done, std::chrono::milliseconds limit);
+
+    /// Serves the calls that one thread waits for, and nobody else's, until `done` holds: how the
+    /// main thread waits in the middle of something for a thread that may be waiting for it. Main
+    /// thread only.
+    static void serveCallsOf(std::thread::id waiter, const std::function<bool()>& done);
 };
 
 } // namespace ovelo

@@ -4,6 +4,7 @@
 #include "platform/Settings.h"
 #include "ui/AutoConfigPanel.h"
 #include "ui/CapturePreview.h"
+#include "ui/Display.h"
 #include "ui/EmailHelpPanel.h"
 #include "ui/Layouts.h"
 #include "ui/OptionsPanel.h"
@@ -11,10 +12,13 @@
 #include "ui/RotationBar.h"
 #include "ui/SourcesPanel.h"
 #include "ui/StatusPanel.h"
+#include "ui/Text.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFormLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QVBoxLayout>
@@ -127,6 +131,21 @@ void MainWindow::presentError(const std::string& message, const std::string& inf
     errors_.present(message, informativeText);
 }
 
+void MainWindow::runAlert(const std::string& message, const std::string& informativeText) {
+    if (!environment_.onScreen) {
+        display::printAlert(message, informativeText);
+        return;
+    }
+    QWidget* above = QApplication::activeModalWidget();
+    QMessageBox alert(QMessageBox::Information, u"Ovelo"_s, toQt(message), QMessageBox::Ok,
+                      above != nullptr ? above : this);
+    alert.setObjectName(u"alert"_s);
+    alert.setTextFormat(Qt::PlainText);
+    alert.setInformativeText(toQt(informativeText));
+    layouts::plainButtons(alert);
+    alert.exec();
+}
+
 void MainWindow::buildContent() {
     auto* content = new QWidget;
     auto* row = new QHBoxLayout(content);
@@ -136,7 +155,7 @@ void MainWindow::buildContent() {
     row->addWidget(sideColumn());
     setCentralWidget(content);
     statusBar()->setSizeGripEnabled(false);
-    buildRecordingMark();
+    buildMarks();
     // A window that is shown without a size of its own gets two thirds of the screen at most.
     resize(sizeHint());
 }
@@ -219,24 +238,29 @@ void MainWindow::openRecordings() {
     }
 }
 
-void MainWindow::buildRecordingMark() {
+void MainWindow::buildMarks() {
+    sendingMark_ = new QLabel(u"Sending an e-mail\u2026"_s);
+    sendingMark_->setObjectName(u"sending"_s);
+    statusBar()->addPermanentWidget(sendingMark_);
     recordingMark_ = new QLabel(u"\u25cf Recording"_s);
     recordingMark_->setObjectName(u"recording"_s);
-    recordingMark_->setToolTip(u"A movie is being recorded, as a viewer asked for."_s);
+    recordingMark_->setToolTip(
+        u"A movie is being recorded: a viewer asked for it, or something moved."_s);
     QPalette colors = recordingMark_->palette();
     colors.setColor(QPalette::WindowText, kRecords);
     recordingMark_->setPalette(colors);
     statusBar()->addPermanentWidget(recordingMark_);
-    refreshRecordingMark();
+    refreshMarks();
 }
 
-void MainWindow::refreshRecordingMark() {
+void MainWindow::refreshMarks() {
     recordingMark_->setVisible(environment_.document.isRecording());
+    sendingMark_->setVisible(environment_.document.isSendingEmail());
 }
 
 void MainWindow::documentChanged(const std::string& property) {
-    if (property == "recording") {
-        refreshRecordingMark();
+    if (property == "recording" || property == "sendingEmail") {
+        refreshMarks();
         return;
     }
     if (property != "audioLevel") {

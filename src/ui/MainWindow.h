@@ -49,6 +49,7 @@ public:
     [[nodiscard]] std::string emailText() const override;
     void setEmailText(const std::string& text) override;
     void presentError(const std::string& message, const std::string& informativeText) override;
+    void runAlert(const std::string& message, const std::string& informativeText) override;
     void hideMainWindow() override;
 
 protected:
@@ -70,14 +71,15 @@ private:
     void about();
     void documentChanged(const std::string& property);
     void refreshPreview();
-    void buildRecordingMark();
-    void refreshRecordingMark();
+    void buildMarks();
+    void refreshMarks();
 
     Environment environment_;
     ErrorSheets errors_;
     CapturePreview* preview_ = nullptr;
     PortField* port_ = nullptr;
     QLabel* recordingMark_ = nullptr;
+    QLabel* sendingMark_ = nullptr;
     bool hiddenForAgent_ = false;
 
     // Made when they are needed first, so that the start does not wait for them.

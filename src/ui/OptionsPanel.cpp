@@ -5,6 +5,8 @@
 #include "platform/Settings.h"
 #include "support/Logger.h"
 #include "support/MyUtil.h"
+#include "ui/AlertsPage.h"
+#include "ui/EmailPage.h"
 #include "ui/Layouts.h"
 #include "ui/SettingCheckBox.h"
 #include "ui/SettingLineEdit.h"
@@ -12,9 +14,9 @@
 
 #include <QDialogButtonBox>
 #include <QFormLayout>
-#include <QFrame>
 #include <QLabel>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include <optional>
@@ -39,11 +41,12 @@ std::optional<QString> refusalOfPassword(const QString& password) {
     return u"Without a password anybody could watch; the former one is kept."_s;
 }
 
-QFrame* line() {
-    auto* line = new QFrame;
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Sunken);
-    return line;
+std::optional<MotionBar::Reading> motionReading(const MyDocument& document) {
+    const MotionLevel level = document.motionLevel();
+    if (!level.isWatching) {
+        return std::nullopt;
+    }
+    return MotionBar::Reading{level.ratio.value_or(0), level.threshold};
 }
 
 QVBoxLayout* column() {
@@ -65,17 +68,18 @@ OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log
     buttons->button(QDialogButtonBox::Close)->setAutoDefault(false);
     connect(buttons, &QDialogButtonBox::rejected, this, [this] { document_.closeOption(); });
 
-    auto* parts = new QVBoxLayout(this);
-    parts->setContentsMargins(20, 16, 20, 16);
-    parts->setSpacing(12);
-    for (QWidget* part : {picturePart(), accountPart(), logPart(), laterPart()}) {
-        parts->addWidget(part);
-        parts->addWidget(line());
-    }
-    parts->addWidget(buttons);
+    auto* pages = new QTabWidget;
+    pages->setObjectName(u"optionPages"_s);
+    pages->addTab(generalPage(), u"General"_s);
+    pages->addTab(new AlertsPage(settings_, [this] { return motionReading(document_); }),
+                  u"Motion"_s);
+    pages->addTab(new EmailPage(document_, settings_), u"E-mail"_s);
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(pages);
+    column->addWidget(buttons);
     layouts::alignForms(*this);
     layouts::plainButtons(*this);
-    parts->setSizeConstraint(QLayout::SetFixedSize);
+    column->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 OptionsPanel::~OptionsPanel() {
@@ -85,6 +89,17 @@ OptionsPanel::~OptionsPanel() {
 
 void OptionsPanel::addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent) {
     layout.addWidget(new SettingCheckBox(settings_, key, label, whenAbsent));
+}
+
+QWidget* OptionsPanel::generalPage() {
+    auto* page = new QWidget;
+    auto* parts = new QVBoxLayout(page);
+    parts->setSpacing(16);
+    for (QWidget* part : {picturePart(), accountPart(), logPart(), routerPart()}) {
+        parts->addWidget(part);
+    }
+    parts->addStretch(1);
+    return page;
 }
 
 QWidget* OptionsPanel::picturePart() {
@@ -134,22 +149,13 @@ QWidget* OptionsPanel::logPart() {
     return layouts::section(u"Event log"_s, boxes);
 }
 
-QWidget* OptionsPanel::laterPart() {
+QWidget* OptionsPanel::routerPart() {
     QVBoxLayout* boxes = column();
-    boxes->addWidget(
-        layouts::note(u"This version of Ovelo does not have these features yet. What you "
-                      "choose is kept, and takes effect once they are there."_s));
-    addBox(*boxes, "useMotionEmail", u"Send an e-mail &when something moves"_s);
-    addBox(*boxes, "useMotionRecord", u"Record a movie when something mo&ves"_s);
-    addBox(*boxes, "usePushNotification", u"Notify &your phones when something moves"_s);
-    addBox(*boxes, "smtpSsl", u"Use a secure connec&tion for e-mail"_s, true);
+    boxes->addWidget(layouts::note(
+        u"This version of Ovelo cannot do this yet. What you choose is kept, and takes "
+        "effect once it can."_s));
     addBox(*boxes, "config_airport", u"Open the port on the &router automatically"_s);
-    auto* help = new QPushButton(u"E-mail &Help..."_s);
-    help->setObjectName(u"helpEmail"_s);
-    help->setAutoDefault(false);
-    connect(help, &QPushButton::clicked, this, [this] { document_.helpEmail(); });
-    boxes->addWidget(help, 0, Qt::AlignLeft);
-    return layouts::section(u"Alerts and router (not in this version yet)"_s, boxes);
+    return layouts::section(u"Router (not in this version yet)"_s, boxes);
 }
 
 } // namespace ovelo

@@ -24,7 +24,8 @@ private:
     QWidget* picturePart();
     QWidget* accountPart();
     QWidget* logPart();
-    QWidget* laterPart();
+    QWidget* routerPart();
+    QWidget* generalPage();
     void addBox(QLayout& layout, const char* key, const QString& label, bool whenAbsent = false);
 
     MyDocument& document_;

@@ -1,5 +1,7 @@
 #include "ui/OveloApplication.h"
 
+#include "alerts/EmailUtil.h"
+#include "alerts/PushNotifier.h"
 #include "app/MovieOutputFactory.h"
 #include "platform/AudioSystem.h"
 #include "platform/CaptureDevices.h"
@@ -7,6 +9,7 @@
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
 #include "platform/Movie.h"
+#include "platform/QtHttpClient.h"
 #include "platform/ServicePublisher.h"
 #include "support/Logger.h"
 #include "ui/AccountWindow.h"
@@ -44,12 +47,17 @@ OveloApplication::OveloApplication(int& argc, char** argv, TerminationSignals& s
         QApplication::setWindowIcon(icons::application());
     }
     makePrompt(onScreen);
+    makeAlerts();
     makeDocument();
     makeWindow(onScreen);
 }
 
 OveloApplication::~OveloApplication() {
     signals_.ignore();
+    window_.reset();
+    document_.reset(); // which uses the two below
+    PushNotifier::deleteSharedInstance();
+    EmailUtil::deleteSharedInstance();
 }
 
 int OveloApplication::run() {
@@ -69,6 +77,16 @@ void OveloApplication::makePrompt(bool onScreen) {
     prompt_->onQuit([this] { askToEnd(); });
 }
 
+void OveloApplication::makeAlerts() {
+    Settings& settings = Settings::sharedInstance();
+    Logger& log = Logger::sharedInstance();
+    http_ = std::make_unique<QtHttpClient>();
+    PushNotifier::install({*http_, settings, log});
+    EmailUtil::install({settings, log, [](const std::string& host) {
+                            return EDMailAgent::mailAgentForRelayHostWithName(host);
+                        }});
+}
+
 void OveloApplication::makeDocument() {
     Settings& settings = Settings::sharedInstance();
     Logger& log = Logger::sharedInstance();
@@ -86,6 +104,11 @@ void OveloApplication::makeDocument() {
         .publisher = &ServicePublisher::create,
         .movieOutput = movieOutputFactory(settings, Clock::system(), log),
         .openMovie = &Movie::open,
+        .email = EmailUtil::sharedInstance(),
+        .push =
+            [](const std::string& devID, const std::string& message, int badgeNumber) {
+                PushNotifier::sharedInstance().sendPushNotification(devID, message, badgeNumber);
+            },
         .resources = folders::resources(),
     });
 }

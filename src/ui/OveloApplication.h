@@ -10,6 +10,7 @@
 namespace ovelo {
 
 class CaptureDevices;
+class HttpClient;
 class MainWindow;
 class ModalPrompt;
 class TerminationSignals;
@@ -33,6 +34,7 @@ private:
     enum class Phase { Waiting, Starting, Running, Ended };
 
     void makePrompt(bool onScreen);
+    void makeAlerts();
     void makeDocument();
     void makeWindow(bool onScreen);
     void start();
@@ -44,6 +46,7 @@ private:
     TerminationSignals& signals_;
     std::unique_ptr<CaptureDevices> devices_;
     std::unique_ptr<AudioSystem> sound_;
+    std::unique_ptr<HttpClient> http_;
     std::unique_ptr<ModalPrompt> prompt_;
     std::unique_ptr<MyDocument> document_;
     std::unique_ptr<MainWindow> window_;

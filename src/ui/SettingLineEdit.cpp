@@ -7,11 +7,13 @@
 
 namespace ovelo {
 
-SettingLineEdit::SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome)
+SettingLineEdit::SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome,
+                                 WhenEmpty whenEmpty)
     : settings_(settings)
     , key_(std::move(key))
     , check_(std::move(check))
-    , outcome_(std::move(outcome)) {
+    , outcome_(std::move(outcome))
+    , whenEmpty_(whenEmpty) {
     setObjectName(toQt(key_));
     connect(this, &QLineEdit::editingFinished, this, &SettingLineEdit::commit);
     settings_.changed().connect(sigc::mem_fun(*this, &SettingLineEdit::refresh));
@@ -33,9 +35,17 @@ void SettingLineEdit::commit() {
     if (refusal) {
         setText(stored());
     } else {
-        settings_.setString(key_, fromQt(entered));
+        store(entered);
     }
     outcome_(refusal);
+}
+
+void SettingLineEdit::store(const QString& entered) {
+    if (entered.isEmpty() && whenEmpty_ == WhenEmpty::Remove) {
+        settings_.remove(key_);
+    } else {
+        settings_.setString(key_, fromQt(entered));
+    }
 }
 
 void SettingLineEdit::refresh() {

@@ -25,7 +25,11 @@ public:
     /// The outcome of an edit: the reason of a refusal, or nothing when it was stored.
     using Outcome = std::function<void(const std::optional<QString>& refusal)>;
 
-    SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome);
+    /// What an emptied line does: stores the empty text, or takes the key out of the store.
+    enum class WhenEmpty { Store, Remove };
+
+    SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome,
+                    WhenEmpty whenEmpty = WhenEmpty::Store);
 
     /// Stores and tells nothing any more. Who gave `outcome` calls this at its end: a line that has
     /// the focus loses it while its window is destroyed, and would finish the edit then.
@@ -33,6 +37,7 @@ public:
 
 private:
     void commit();
+    void store(const QString& entered);
     void refresh();
     [[nodiscard]] QString stored() const;
 
@@ -40,6 +45,7 @@ private:
     std::string key_;
     Check check_;
     Outcome outcome_;
+    WhenEmpty whenEmpty_;
 };
 
 } // namespace ovelo

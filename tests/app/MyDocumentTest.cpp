@@ -1,7 +1,10 @@
 #include "app/MyDocument.h"
 
+#include "alerts/EmailUtil.h"
 #include "fakes/FakeAudioSystem.h"
 #include "fakes/FakeCapture.h"
+#include "fakes/FakeClock.h"
+#include "fakes/FakeMailAgent.h"
 #include "fakes/FakeMovie.h"
 #include "fakes/FakeMovieOutput.h"
 #include "fakes/FakeServerParts.h"
@@ -9,6 +12,7 @@
 #include "fakes/Peer.h"
 #include "fakes/QtWait.h"
 #include "fakes/TestLog.h"
+#include "fakes/TestPicture.h"
 #include "platform/MainThread.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +39,7 @@ protected:
 
     void create() {
         document = std::make_unique<MyDocument>(MyDocument::Environment{
-            settings, events.log(), Clock::system(), devices, sound, nullptr, prompt,
+            settings, events.log(), *clock, devices, sound, nullptr, prompt,
             [this](const PublishedService& service, ServicePublisher::Delegate& delegate) {
                 return std::make_unique<FakePublisher::Service>(publisher, service, delegate);
             },
@@ -49,6 +53,7 @@ protected:
                 asked = file;
                 return std::unique_ptr<Movie>(std::make_unique<FakeMovie>(movies));
             },
+            email, [this](const std::string& devID, const std::string&, int) { notified = devID; },
             folder.path()});
     }
     void start() {
@@ -95,12 +100,16 @@ protected:
     TemporaryFolder folder;
     TestLog events;
     MemorySettings settings;
+    const Clock* clock = &Clock::system();
     FakeDevices devices;
     FakeAudioSystem sound;
     FakeMovieOutput* movie = nullptr; // the newest
     FakeMovies movies;
     std::filesystem::path asked; // for a movie
     FakePrompt prompt;
+    FakeMailServer mailServer;
+    EmailUtil email{{settings, events.log(), mailServer.factory()}};
+    std::string notified;
     FakePublisher publisher;
     FakeWindow window;
     std::unique_ptr<MyDocument> document;
@@ -315,6 +324,42 @@ TEST_F(MyDocumentTest, ShutdownWithoutDevicesRemembersNone) {
 
     EXPECT_EQ(settings.string("lastSelectedVideoDevice"), "Camera A");
     EXPECT_FALSE(settings.contains("lastSelectedAudioDevice"));
+}
+
+TEST_F(MyDocumentTest, TestOfTheEmailIsShownAsAnAlertOfTheWindow) {
+    start();
+    document->testEmail();
+    ASSERT_EQ(window.alerts.size(), 1U);
+    EXPECT_EQ(window.alerts.front(), "Unable to send Email / Host or Email Address is invalid.");
+
+    settings.setString("smtpHost", "mail.example.org");
+    settings.setString("smtpEmail", "me@example.org");
+    document->testEmail();
+    EXPECT_TRUE(document->isSendingEmail());
+    EXPECT_TRUE(
+        MainThread::serveUntil([&] { return window.alerts.size() == 2; }, std::chrono::seconds(5)));
+    EXPECT_EQ(window.alerts.back(), "Email is sent to me@example.org successfully. / ");
+}
+
+TEST_F(MyDocumentTest, CameraThatIsChosenIsNotComparedWithTheFormerOne) {
+    FakeClock steps;
+    clock = &steps;
+    const auto first = devices.add(MediaType::Video, "Camera A");
+    const auto second = devices.add(MediaType::Video, "Camera B");
+    settings.setBoolean("useMotionRecord", true);
+    start();
+    const auto show = [&](FakeDevice& camera, std::uint8_t level) {
+        steps.advance(std::chrono::seconds(2));
+        camera.handler(pictureOf(8, 6, [=](int, int) { return Colour{level, level, level, 255}; }));
+    };
+    show(*first, 10);
+    show(*first, 100);
+    EXPECT_TRUE(document->motionLevel().ratio.has_value());
+
+    document->sources().setSelectedVideoDeviceName("Camera B");
+    show(*second, 10);
+    EXPECT_FALSE(document->motionLevel().ratio.has_value());
+    document.reset();
 }
 
 TEST_F(MyDocumentTest, EmailHelpIsLoadedOnceAndShownAlsoWithoutAText) {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace ovelo {
+namespace ovelo::fakes {
 
 /// A program that a test starts; killed at the end, by its id.
 class ChildProcess {
@@ -70,6 +70,13 @@ public:
     /// What waitForOutput() has read.
     [[nodiscard]] const std::string& output() const { return seen_; }
 
+    /// Waits until it ends by itself.
+    void wait() {
+        if (id_ > 0) {
+            ::waitpid(std::exchange(id_, -1), nullptr, 0);
+        }
+    }
+
     void signal(int number) const {
         if (id_ > 0) {
             ::kill(id_, number);
@@ -88,5 +95,11 @@ private:
     FileDescriptor output_;
     std::string seen_;
 };
+
+} // namespace ovelo::fakes
+
+namespace ovelo {
+
+using fakes::ChildProcess;
 
 } // namespace ovelo

@@ -17,12 +17,16 @@ public:
     void presentError(const std::string& message, const std::string& informativeText) override {
         errors.push_back(message + " / " + informativeText);
     }
+    void runAlert(const std::string& message, const std::string& informativeText) override {
+        alerts.push_back(message + " / " + informativeText);
+    }
     void hideMainWindow() override { isHidden = true; }
 
     std::vector<Panel> shown;
     std::vector<Panel> hidden;
     std::string email;
     std::vector<std::string> errors;
+    std::vector<std::string> alerts;
     bool isHidden = false;
 };
 

@@ -198,9 +198,6 @@ TEST_F(PlaybackTest, LargeMovieIsPlayedAsFastAsTheWorld) {
 }
 
 TEST_F(PlaybackTest, MotionJpegIsPlayedAsFastAsTheWorld) {
-    // The leak check of a sanitized build crashes in thread-local storage of libraries that this
-    // decoder has loaded and dropped again.
-    program.variable("ASAN_OPTIONS=detect_leaks=0");
     makeMovie("jpeg.mov", 60, 20, "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p");
     expectPlayedInRealTime("jpeg.mov", 20, 3);
 }

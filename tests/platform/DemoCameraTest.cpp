@@ -34,6 +34,21 @@ TEST_F(DemoCameraTest, DeliversFourteenMovingPicturesASecond) {
     EXPECT_EQ(watcher.different(), watcher.count());
 }
 
+TEST_F(DemoCameraTest, StopsWhileItsHandlerWaitsForTheMainThread) {
+    std::atomic<bool> waits = false;
+    std::atomic<int> served = 0;
+    camera.start([&](const VideoFrame&) {
+        waits = true;
+        MainThread::performAndWait([&] { ++served; });
+    });
+    while (!waits) { // without serving the main thread
+        std::this_thread::yield();
+    }
+    camera.stop();
+
+    EXPECT_GE(served, 1);
+}
+
 TEST_F(DemoCameraTest, PaintsNoPictureThatSomebodyKeeps) {
     camera.start(watcher.handler());
     ASSERT_TRUE(watcher.waitFor(1));

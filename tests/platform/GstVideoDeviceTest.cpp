@@ -4,6 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <thread>
+
 namespace ovelo {
 
 namespace {
@@ -55,6 +58,33 @@ TEST_F(GstVideoDeviceTest, PacesASourceThatCouldBeReadFaster) {
 
     const auto times = watcher.arrivals();
     EXPECT_NEAR(std::chrono::duration<double>(times[10] - times[0]).count(), 0.5, 0.1);
+}
+
+TEST_F(GstVideoDeviceTest, AHandlerMayWaitForTheMainThreadWhileItStopsTheDevice) {
+    for (int round = 0; round < 5; ++round) {
+        const auto device = make("videotestsrc is-live=true");
+        ASSERT_FALSE(device->open());
+        std::atomic<bool> isInside = false;
+        std::atomic<bool> isThrough = false;
+        std::string order;
+        device->start([&](const VideoFrame&) {
+            isInside = true;
+            MainThread::performAndWait([&] { order += "call "; });
+            isThrough = true;
+        });
+        while (!isInside) {
+            std::this_thread::sleep_for(1ms); // the main thread serves nobody
+        }
+        MainThread::perform([&] { order += "other "; });
+        const auto began = std::chrono::steady_clock::now();
+        device->stop();
+        EXPECT_LT(std::chrono::steady_clock::now() - began, 500ms);
+        EXPECT_TRUE(isThrough);
+        EXPECT_EQ(order, "call ");
+        MainThread::serve();
+        EXPECT_EQ(order, "call other ");
+        device->close();
+    }
 }
 
 TEST_F(GstVideoDeviceTest, EndsOnceWhenTheSourceHasNoMorePictures) {

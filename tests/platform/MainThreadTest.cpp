@@ -65,6 +65,23 @@ TEST_F(MainThreadTest, CallsRunInTheirOrder) {
     EXPECT_EQ(order, "ab");
 }
 
+TEST_F(MainThreadTest, WhoWaitsForAThreadServesItsCallsAndLeavesTheOthersForLater) {
+    std::string order;
+    std::atomic<bool> isDone = false;
+    std::jthread other([&] { MainThread::perform([&] { order += "other "; }); });
+    other.join();
+    std::jthread caller([&] {
+        MainThread::performAndWait([&] { order += "first "; });
+        MainThread::performAndWait([&] { order += "second "; });
+        isDone = true;
+    });
+
+    MainThread::serveCallsOf(caller.get_id(), [&] { return isDone.load(); });
+    EXPECT_EQ(order, "first second ");
+    MainThread::serve();
+    EXPECT_EQ(order, "first second other ");
+}
+
 TEST_F(MainThreadTest, TheEndReleasesACallerThatWaits) {
     std::atomic<bool> asked = false;
     bool ran = false;

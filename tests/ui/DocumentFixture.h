@@ -1,8 +1,10 @@
 #pragma once
 
+#include "alerts/EmailUtil.h"
 #include "app/MyDocument.h"
 #include "fakes/FakeAudioSystem.h"
 #include "fakes/FakeCapture.h"
+#include "fakes/FakeMailAgent.h"
 #include "fakes/FakeMovieOutput.h"
 #include "fakes/FakeServerParts.h"
 #include "fakes/QtWait.h"
@@ -56,6 +58,8 @@ protected:
     FakeDevices devices_;
     FakeAudioSystem sound_;
     FakePrompt prompt_;
+    FakeMailServer mailServer_;
+    EmailUtil email_{{settings_, log_, mailServer_.factory()}};
     MyDocument document_{{
         .settings = settings_,
         .log = log_,
@@ -68,6 +72,8 @@ protected:
         .movieOutput = [] { return std::make_unique<FakeMovieOutput>(); },
         .openMovie = [](const std::filesystem::path&, const std::stop_token&)
             -> Result<std::unique_ptr<Movie>> { return Failure{"there are no movies here"}; },
+        .email = email_,
+        .push = [](const std::string&, const std::string&, int) {},
         .resources = folder_.path(),
     }};
 };
