@@ -43,6 +43,7 @@ public:
     static void deleteSharedInstance();
 
     explicit PushNotifier(const Environment& environment);
+    ~PushNotifier() = default;
     PushNotifier(const PushNotifier&) = delete;
     PushNotifier& operator=(const PushNotifier&) = delete;
 

@@ -25,6 +25,8 @@ public:
     explicit Connection(std::shared_ptr<QtHttpExchange> exchange)
         : exchange_(std::move(exchange)) {}
     ~Connection() override { exchange_->cancel(); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
 private:
     const std::shared_ptr<QtHttpExchange> exchange_;

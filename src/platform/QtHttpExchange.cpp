@@ -15,9 +15,9 @@ namespace ovelo {
 namespace {
 
 /// What may wait here while the main thread is busy; more stays with the server.
-constexpr qint64 kReadBuffer = 256 * 1024;
+constexpr qint64 kReadBuffer = 262'144;
 
-constexpr qint64 kPiece = 64 * 1024;
+constexpr qint64 kPiece = 65'536;
 
 /// An observer that answers for ever what the server rejects for ever is not asked again.
 constexpr int kMaxChallenges = 4;
@@ -110,7 +110,7 @@ bool QtHttpExchange::isRejected() const {
 
 /// Qt does not send an empty user with an empty password: that rejection is still to be told.
 std::string QtHttpExchange::rejection() {
-    const auto text = reply_->errorString().simplified().toStdString();
+    auto text = reply_->errorString().simplified().toStdString();
     if (hasAnswered_) {
         askForCredentials();
     }

@@ -10,7 +10,7 @@ namespace ovelo {
 namespace {
 
 /// Replies go to the event log. An endless one must not fill the disk.
-constexpr std::size_t kMaxReply = 64 * 1024;
+constexpr std::size_t kMaxReply = 65'536;
 
 } // namespace
 
@@ -26,7 +26,7 @@ bool ServiceRequests::start(HttpClient& client, const HttpRequest& request) {
         dropOldest();
     }
     tracked_.emplace_back();
-    const Item item = std::prev(tracked_.end());
+    const auto item = std::prev(tracked_.end());
     item->connection = client.start(request, observerFor(item));
     if (!item->connection) {
         tracked_.erase(item);
@@ -51,7 +51,7 @@ HttpObserver ServiceRequests::observerFor(Item request) {
 }
 
 void ServiceRequests::dropOldest() {
-    const Item oldest = tracked_.begin();
+    const auto oldest = tracked_.begin();
     if (!oldest->connection) {
         tracked_.erase(oldest);
         return;

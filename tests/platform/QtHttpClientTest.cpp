@@ -240,12 +240,12 @@ TEST_F(QtHttpClientTest, SlowReplyIsNoTimeOutWhileSomethingComes) {
     HttpServer server([](const Request&, Client& peer) {
         peer.send("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n");
         for (int i = 0; i < 8; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(15)); // its pace
+            std::this_thread::sleep_for(std::chrono::milliseconds(30)); // its pace
             peer.send("x");
         }
     });
 
-    ASSERT_TRUE(seen.run(client, requestFor(server.url(), std::chrono::milliseconds(80))));
+    ASSERT_TRUE(seen.run(client, requestFor(server.url(), std::chrono::milliseconds(200))));
 
     EXPECT_EQ(seen.calls, "RDF");
     EXPECT_EQ(seen.body, "xxxxxxxx");
@@ -522,7 +522,7 @@ TEST_F(QtHttpClientTest, RequestsInLineFailWhenTheServerAnswersNobody) {
 
 TEST_F(QtHttpClientTest, RequestsInLineDoNotFailWhileTheServerAnswers) {
     HttpServer server([](const Request&, Client& peer) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // its pace
+        std::this_thread::sleep_for(std::chrono::milliseconds(30)); // its pace
         peer.reply("200 OK", "x");
     });
     std::vector<std::unique_ptr<HttpConnection>> connections;
@@ -530,9 +530,9 @@ TEST_F(QtHttpClientTest, RequestsInLineDoNotFailWhileTheServerAnswers) {
     HttpObserver observer;
     observer.didFinishLoading = [&] { ++finished; };
 
-    for (int i = 0; i < 60; ++i) { // ten rounds of 20 ms
+    for (int i = 0; i < 60; ++i) { // ten rounds of 30 ms
         connections.push_back(
-            client.start(requestFor(server.url(), std::chrono::milliseconds(120)), observer));
+            client.start(requestFor(server.url(), std::chrono::milliseconds(250)), observer));
     }
 
     EXPECT_TRUE(runLoopUntil([&] { return finished == 60; })) << finished;

@@ -118,7 +118,7 @@ TEST(HttpUtilTest, NumericValueIsWrittenAsItsDecimalText) {
 
 TEST(HttpUtilTest, UnusualTextsGoOutAsTheyStand) {
     const HttpUtil::Fields fields = {{"", ""},
-                                     {"quo\"te", "line\r\nend\n"},
+                                     {"quotation\"mark", "line\r\nend\n"},
                                      {"schlüssel", "Привет 📷"},
                                      {"twice", "{} %@ %d"},
                                      {"twice", std::string("nul\0!", 5)}};
