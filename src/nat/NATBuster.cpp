@@ -51,8 +51,8 @@ bool NATBuster::regToInstruducer(const std::string& access_id, const std::string
     if (host_ips_.empty()) {
         loadHostIps();
     }
-    for (const std::string& host_ip : host_ips_) {
-        sendRegistration({access_id, service_id, is_server, host_ip, udp_port, mapped_ip,
+    for (const std::string& address : host_ips_) {
+        sendRegistration({access_id, service_id, is_server, address, udp_port, mapped_ip,
                           mapped_port, nat_type});
     }
     return true;

@@ -41,6 +41,7 @@ public:
     using Completion = std::function<void(const std::string& reply)>;
 
     explicit NATBuster(Environment environment);
+    ~NATBuster() = default;
     NATBuster(const NATBuster&) = delete;
     NATBuster& operator=(const NATBuster&) = delete;
 
