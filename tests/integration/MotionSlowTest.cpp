@@ -47,7 +47,7 @@ TEST(MotionSlowTest, StreetIsRecordedMailedAndPushedAMinuteAfterTheFirstMotion) 
     EXPECT_EQ(program.terminate(), 0);
 
     const ReceivedMail received = mail.mail();
-    EXPECT_EQ(received.field("Subject"), "Message from Ovelo Motion Detector");
+    EXPECT_EQ(received.field("subject"), "Message from Ovelo Motion Detector");
     EXPECT_EQ(received.attachmentName(), "Ovelo.jpeg");
     EXPECT_TRUE(received.attachment().starts_with("\xFF\xD8\xFF"));
     EXPECT_EQ(received.defects(), "");
