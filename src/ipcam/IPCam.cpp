@@ -113,11 +113,9 @@ bool IPCam::grabRound(const std::stop_token& stop) {
     }
     switch (getCamType(*response)) {
     case Jpeg:
-        awaitBody(stop);
-        handleJpeg([this] {
-            const Lock lock(lock_);
-            return std::exchange(synchronisedUrlData_, {});
-        }());
+        if (const auto jpeg = awaitBody(stop)) {
+            handleJpeg(*jpeg);
+        }
         return true;
     case MJpeg:
         return handleMJpeg(*response, request, stop);
@@ -134,6 +132,7 @@ std::int32_t IPCam::sendSyncRequest(const HttpRequest& request, const std::stop_
         synchronisedUrlResponse_.reset();
         synchronisedUrlCompleted_ = false;
         isBodyOver_ = false;
+        isBodyTooLarge_ = false;
     }
     reqReturnCode_ = InProgress;
     performOnMainThread([this, request] { startSyncConnection(request); }, stop);
@@ -153,10 +152,16 @@ std::int32_t IPCam::sendSyncRequest(const HttpRequest& request, const std::stop_
 
 /// A picture of a slow camera may need longer than the first wait. What is there when the time is
 /// over is taken for the picture.
-void IPCam::awaitBody(const std::stop_token& stop) {
+///
+/// return  nothing when it is too large
+std::optional<std::string> IPCam::awaitBody(const std::stop_token& stop) {
     Lock lock(lock_);
     news_.wait_for(lock, stop, environment_.timing.wait * (kMaxWaits - 1),
                    [this] { return isBodyOver_; });
+    if (isBodyTooLarge_) {
+        return std::nullopt;
+    }
+    return std::exchange(synchronisedUrlData_, {});
 }
 
 void IPCam::handleJpeg(std::string_view jpeg) {

@@ -92,7 +92,7 @@ private:
     void frameGrabberThread(const std::stop_token& stop);
     bool grabRound(const std::stop_token& stop);
     std::int32_t sendSyncRequest(const HttpRequest& request, const std::stop_token& stop);
-    void awaitBody(const std::stop_token& stop);
+    std::optional<std::string> awaitBody(const std::stop_token& stop);
     void handleJpeg(std::string_view jpeg);
     bool handleMJpeg(const HttpResponse& response, const HttpRequest& request,
                      const std::stop_token& stop);
@@ -157,7 +157,8 @@ private:
     // Between the two. The lock is a leaf.
     mutable std::mutex lock_;
     std::condition_variable_any news_;
-    bool isBodyOver_ = false;            // guarded by lock_, as are those below
+    bool isBodyOver_ = false; // guarded by lock_, as are those below
+    bool isBodyTooLarge_ = false;
     std::optional<std::string> picture_; // whole, from the stream; the newest
     bool isStreamOver_ = false;
     Clock::Steady lastByte_;

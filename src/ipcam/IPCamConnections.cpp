@@ -47,6 +47,7 @@ void IPCam::didReceiveData(std::string_view bytes) {
             synchronisedUrlData_ += bytes;
             return;
         }
+        isBodyTooLarge_ = true;
     }
     environment_.log.write("IPCam: a picture of more than 16 MiB is left out.\n");
     synchronisedUrlConnection_.reset();
