@@ -47,7 +47,8 @@ struct HttpObserver {
     std::function<void()> didFinishLoading;
 
     /// The server wants to know who asks (HTTP Basic or Digest). Without this function its refusal is
-    /// a reply like any other.
+    /// a reply like any other; so is that of another server, to which the first one has pointed, for
+    /// it is not to learn a password.
     ///
     /// previousFailureCount  how many answers to this request have been rejected
     /// return  nothing cancels: the request fails, and its reply (status 401) is not told

@@ -51,11 +51,30 @@ Result<Header> headerOf(tjhandle coder, std::span<const std::uint8_t> jpeg,
     if (header.width <= 0 || header.height <= 0) {
         return Failure{"a JPEG without a size"};
     }
+    if (colourSpace == TJCS_CMYK || colourSpace == TJCS_YCCK) {
+        return Failure{"a JPEG in CMYK"};
+    }
     if (header.width > limits.maxWidth || header.height > limits.maxHeight) {
         return Failure{"a JPEG too large: " + std::to_string(header.width) + " x " +
                        std::to_string(header.height)};
     }
     return header;
+}
+
+/// The smallest size that the library can decode to and that is enough.
+Header decodedSize(const Header& whole, const DecodeLimits& limits) {
+    if (limits.enoughWidth <= 0 || limits.enoughHeight <= 0) {
+        return whole;
+    }
+    // Only these need no more work for a pixel than the whole size does.
+    for (const int divisor : {8, 4, 2}) {
+        const tjscalingfactor factor{1, divisor};
+        const Header scaled{TJSCALED(whole.width, factor), TJSCALED(whole.height, factor)};
+        if (scaled.width >= limits.enoughWidth && scaled.height >= limits.enoughHeight) {
+            return scaled;
+        }
+    }
+    return whole;
 }
 
 } // namespace
@@ -99,7 +118,7 @@ Result<VideoFrame> decode(std::span<const std::uint8_t> jpeg, const DecodeLimits
     if (!header) {
         return Failure{header.error()};
     }
-    const auto [width, height] = header.value();
+    const auto [width, height] = decodedSize(header.value(), limits);
     const std::size_t bytesPerRow = static_cast<std::size_t>(width) * kBytesPerPixel;
     // Filled, for a damaged picture may end before its last row.
     auto pixels =

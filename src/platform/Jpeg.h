@@ -17,6 +17,10 @@ struct DecodeLimits {
     /// Takes what can be read of a picture with errors in it, as people would who look at it: many
     /// cameras send a few bytes too many, or too few.
     bool acceptDamaged = false;
+    /// A picture that is much larger than this comes out smaller, which is faster, but not smaller
+    /// than this. 0: in its own size.
+    int enoughWidth = 0;
+    int enoughHeight = 0;
 };
 
 /// Encodes a picture with chroma at half size in both directions (4:2:0); alpha is left out.
@@ -27,7 +31,7 @@ Result<Data> encode(const VideoFrame& picture, int quality);
 
 /// Decodes a picture to opaque RGBA.
 ///
-/// errors  no JPEG, larger than the limits, or damaged
+/// errors  no JPEG, in the colours of print (CMYK), larger than the limits, or damaged
 Result<VideoFrame> decode(std::span<const std::uint8_t> jpeg, const DecodeLimits& limits = {});
 
 } // namespace ovelo::jpeg

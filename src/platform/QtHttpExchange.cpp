@@ -7,6 +7,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QString>
+#include <QUrl>
 
 #include <utility>
 
@@ -26,6 +28,17 @@ constexpr int kUnauthorized = 401;
 
 bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+/// Whether a login for one address may be told at another: at the same server's, or when that wants to
+/// go on encrypted.
+bool isTrustedWith(const QUrl& asked, const QUrl& other) {
+    const bool isSecure = other.scheme() == QStringLiteral("https");
+    const auto portOf = [](const QUrl& url) {
+        return url.port(url.scheme() == QStringLiteral("https") ? 443 : 80);
+    };
+    return asked.host() == other.host() &&
+           (isSecure || (asked.scheme() == other.scheme() && portOf(asked) == portOf(other)));
 }
 
 /// Qt sends each letter of a login as one byte and loses those that are not Latin.
@@ -119,6 +132,9 @@ std::string QtHttpExchange::rejection() {
 
 void QtHttpExchange::challenged(QAuthenticator& authenticator) {
     const auto self = shared_from_this();
+    if (isOver_ || !isTrustedWith(reply_->request().url(), reply_->url())) {
+        return;
+    }
     const auto credentials = askForCredentials();
     if (credentials && !isOver_) {
         authenticator.setUser(asSent(credentials->user));

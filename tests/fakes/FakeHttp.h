@@ -3,6 +3,7 @@
 #include "platform/HttpClient.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,7 +37,18 @@ public:
         finish(number);
     }
     void respond(std::size_t number, int status) const {
-        tell(number, [&](const HttpObserver& to) { to.didReceiveResponse({status, {}}); });
+        respond(number, HttpResponse{status, {}});
+    }
+    void respond(std::size_t number, const HttpResponse& head) const {
+        tell(number, [&](const HttpObserver& to) { to.didReceiveResponse(head); });
+    }
+    /// return  what the client answers
+    std::optional<HttpCredentials> challenge(std::size_t number, int failures) const {
+        std::optional<HttpCredentials> answer;
+        tell(number, [&](const HttpObserver& to) {
+            answer = to.didReceiveAuthenticationChallenge(failures);
+        });
+        return answer;
     }
     void send(std::size_t number, const std::string& piece) const {
         tell(number, [&](const HttpObserver& to) { to.didReceiveData(piece); });
