@@ -32,7 +32,7 @@ std::string troubleText(PortMapperTrouble trouble) {
     case PortMapperTrouble::NotAsked:
         return "The router has not been asked yet.";
     case PortMapperTrouble::NoNetwork:
-        return "This computer is not connected to a network.";
+        return "This computer has no way to the internet.";
     case PortMapperTrouble::NoRouter:
         return "No router was found that forwards ports: UPnP and NAT-PMP may be turned off in it.";
     case PortMapperTrouble::NotConnected:
@@ -66,7 +66,7 @@ std::string problem(PortMapperTrouble trouble, bool isMapped, const std::string&
             "reached from the internet.",
             externalAddress);
     }
-    if (!isMapped) {
+    if (!isMapped || trouble == PortMapperTrouble::NotConnected) {
         return troubleText(trouble);
     }
     return externalAddress.empty() ? "The router does not tell its address on the internet." : "";

@@ -40,7 +40,7 @@ TEST(ReachabilityTest, EveryTroubleHasASentenceOfItsOwn) {
     EXPECT_EQ(problem(PortMapperTrouble::NotAsked, false, ""),
               "The router has not been asked yet.");
     EXPECT_EQ(problem(PortMapperTrouble::NoNetwork, false, ""),
-              "This computer is not connected to a network.");
+              "This computer has no way to the internet.");
     EXPECT_EQ(problem(PortMapperTrouble::NoRouter, false, ""),
               "No router was found that forwards ports: UPnP and NAT-PMP may be turned off in it.");
     EXPECT_EQ(problem(PortMapperTrouble::NotConnected, false, ""),
