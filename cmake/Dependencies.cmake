@@ -6,6 +6,7 @@ find_package(fmt REQUIRED)
 find_package(GTest REQUIRED)
 pkg_check_modules(SIGC REQUIRED IMPORTED_TARGET sigc++-3.0)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl>=7.87) # since then a name's look-up can be left behind
 pkg_check_modules(MINIUPNPC REQUIRED IMPORTED_TARGET miniupnpc)
 

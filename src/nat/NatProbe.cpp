@@ -124,7 +124,7 @@ void NatProbe::send(int fd, const StunAddress4& dest, int test) const {
 }
 
 bool NatProbe::receive(int fd) {
-    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer; // NOLINT: only what is received is read
+    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer{};
     int length = buffer.size();
     StunAddress4 from;
     StunMessage reply;

@@ -125,7 +125,7 @@ bool UdpStream::StartP2P(std::uint16_t port, const std::string& peer_ip, int pee
 /// return  true when something was answered; what does not matter
 bool UdpStream::probe() {
     send(bytesOf(kProbe));
-    std::array<std::uint8_t, 80> answer; // NOLINT: never read
+    std::array<std::uint8_t, 80> answer{};
     std::size_t count = 0;
     const Received outcome = receive(answer, patience_.answer, count);
     if (outcome == Received::TimedOut) {

@@ -177,7 +177,7 @@ private:
 
     const StunMessage& msg_;
     const bool verbose_;
-    std::array<std::uint8_t, kLargestMessage> bytes_; // NOLINT: only what is written is read
+    std::array<std::uint8_t, kLargestMessage> bytes_{};
     std::uint8_t* position_ = bytes_.data();
 };
 

@@ -26,12 +26,12 @@ enum Type : std::uint16_t {
 /// An attribute whose value is of kind Value.
 template <typename Value>
 struct Attribute {
-    Type type;
-    bool StunMessage::*present;
-    Value StunMessage::*value;
-    const char* name;
-    const char* problem;      // said after the parser's own diagnostic
-    bool shownDecoded = true; // in verbose mode
+    Type type{};
+    bool StunMessage::*present = nullptr;
+    Value StunMessage::*value = nullptr;
+    const char* name = nullptr;
+    const char* problem = nullptr; // said after the parser's own diagnostic
+    bool shownDecoded = true;      // in verbose mode
 };
 
 using AddressAttribute = Attribute<StunAtrAddress4>;

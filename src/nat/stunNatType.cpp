@@ -48,7 +48,7 @@ Change changeOf(int testNumber) {
 
 /// Kept: who sent the first datagram, and in answer to what, is not looked at.
 bool learnMapping(int fd, StunAddress4& mapAddr, bool verbose) {
-    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer; // NOLINT: only what is received is read
+    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer{};
     int length = buffer.size();
     StunAddress4 from;
     StunMessage reply;
@@ -82,7 +82,7 @@ void stunSendTest(int fd, const StunAddress4& dest, const StunAtrString& usernam
     StunMessage request;
     stunBuildReqSimple(&request, username, change.port, change.ip,
                        static_cast<std::uint32_t>(testNumber));
-    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer; // NOLINT: only what is encoded is read
+    std::array<std::uint8_t, STUN_MAX_MESSAGE_SIZE> buffer{};
     const std::size_t length = stunEncodeMessage(request, buffer, password, verbose);
     if (verbose) {
         console::write(fmt::format("About to send msg of len {} to {}", length, toString(dest)));

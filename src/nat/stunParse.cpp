@@ -134,7 +134,7 @@ private:
             return failed(verbose_, attribute.problem);
         }
         if (verbose_) {
-            console::write(fmt::format("{} = {}", attribute.name, value.text()));
+            console::write(fmt::format("{} = {}", attribute.name, value.value.data()));
         }
         return true;
     }
@@ -184,7 +184,7 @@ private:
         error.reason[error.sizeReason] = '\0';
         if (verbose_) {
             console::write(fmt::format("ErrorCode = {} {} {}", error.errorClass, error.number,
-                                       std::string_view(error.reason.data(), error.sizeReason)));
+                                       error.reason.data()));
         }
         return true;
     }

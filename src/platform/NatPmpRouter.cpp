@@ -5,6 +5,7 @@
 #include <natpmp.h>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/time.h>
 
 #include <array>
@@ -22,9 +23,13 @@ constexpr auto kRequest = 3750ms;
 /// A session with the router of the default route, for one request: that router may change.
 class Session {
 public:
-    Session() : opened_(::initnatpmp(&session_, 0, 0)) {}
+    Session() : opened_(::initnatpmp(&session_, 0, 0)) {
+        if (hasSocket()) {
+            ::fcntl(session_.s, F_SETFD, FD_CLOEXEC);
+        }
+    }
     ~Session() {
-        if (isOpen()) {
+        if (hasSocket()) {
             ::closenatpmp(&session_);
         }
     }
@@ -56,6 +61,9 @@ public:
     }
 
 private:
+    /// Also when it could not be opened: the library then leaves its socket behind.
+    [[nodiscard]] bool hasSocket() const { return session_.s > 0; }
+
     natpmp_t session_{};
     int opened_;
 };

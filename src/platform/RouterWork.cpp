@@ -127,7 +127,7 @@ void RouterWork::ensure(Own& own, const RouterLimit& limit) {
         }
         return;
     }
-    trouble_ = PortMapperTrouble::Refused; // the port is somebody else's by now
+    noteTrouble(PortMapperTrouble::Refused); // the port is somebody else's by now
     own.mayExist = false;
 }
 
@@ -141,11 +141,18 @@ void RouterWork::map(Own& own, const RouterLimit& limit) {
         own.renewed = Steady::now();
         return;
     }
-    trouble_ = troubleOf(answer);
+    noteTrouble(troubleOf(answer));
     own.mayExist = existed || answer == RouterAnswer::Silent;
     if (answer == RouterAnswer::Taken &&
         std::find(taken_.begin(), taken_.end(), own.externalPort) == taken_.end()) {
         taken_.push_back(own.externalPort);
+    }
+}
+
+/// What was found first is the reason of the rest.
+void RouterWork::noteTrouble(PortMapperTrouble trouble) {
+    if (trouble_ == PortMapperTrouble::None) {
+        trouble_ = trouble;
     }
 }
 

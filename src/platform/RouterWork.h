@@ -66,6 +66,7 @@ private:
     void add(const TCMPortMapping& mapping, const RouterLimit& limit);
     void ensure(Own& own, const RouterLimit& limit);
     void map(Own& own, const RouterLimit& limit);
+    void noteTrouble(PortMapperTrouble trouble);
     void leaveOldAddress(Own& own, const RouterLimit& limit);
     [[nodiscard]] bool isFresh(const Own& own, const RouterEntry& entry) const;
     [[nodiscard]] const RouterEntry* entryOf(std::uint16_t externalPort) const;

@@ -10,13 +10,12 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 namespace ovelo {
 
 namespace {
-
-constexpr std::size_t kLongestReply = 65536; // more is no mail server's
 
 /// A line that begins with a dot gets another one, or a lone dot would end the mail.
 std::string withDotsDoubled(const std::string& text) {
@@ -98,21 +97,11 @@ std::string SmtpBasicDialogue::ask(const std::string& command) {
 
 /// return  the last line of an answer
 std::string SmtpBasicDialogue::reply() {
-    std::string result = line();
-    while (result.size() > 3 && result[3] == '-') {
-        result = line();
-    }
-    return result;
-}
-
-std::string SmtpBasicDialogue::line() {
-    std::size_t end = unread_.find('\n');
-    for (; end == std::string::npos; end = unread_.find('\n')) {
+    std::optional<std::string> result = replies_.next();
+    for (; !result; result = replies_.next()) {
         receive();
     }
-    std::string result = unread_.substr(0, end);
-    unread_.erase(0, end + 1);
-    return result;
+    return *std::move(result);
 }
 
 /// kind  the first digit of consent
@@ -151,8 +140,8 @@ void SmtpBasicDialogue::receive() {
     if (size == 0) {
         throw connection_.failure(CURLE_GOT_NOTHING);
     }
-    unread_.append(bytes.data(), size);
-    if (unread_.size() > kLongestReply) {
+    replies_.append({bytes.data(), size});
+    if (replies_.isTooLong()) {
         throw connection_.failure(CURLE_WEIRD_SERVER_REPLY);
     }
 }

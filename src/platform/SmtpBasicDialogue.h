@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CurlConnection.h"
+#include "platform/SmtpReplies.h"
 
 #include <chrono>
 #include <stop_token>
@@ -29,7 +30,6 @@ private:
     void quit();
     std::string ask(const std::string& command);
     std::string reply();
-    std::string line();
     void expect(char kind, const std::string& reply) const;
     void write(std::string_view bytes);
     void receive();
@@ -38,7 +38,7 @@ private:
     CurlConnection connection_;
     curl_socket_t socket_ = CURL_SOCKET_BAD;
     Steady deadline_;
-    std::string unread_;
+    SmtpReplies replies_;
 };
 
 } // namespace ovelo

@@ -34,7 +34,8 @@ std::optional<QString> anythingGoes(const QString& /*text*/) {
     return std::nullopt;
 }
 
-void sayNothing(const std::optional<QString>& /*refusal*/) {}
+void sayNothing(const std::optional<QString>& /*refusal*/) {
+}
 
 } // namespace
 
@@ -69,8 +70,8 @@ void AlertsPage::hideEvent(QHideEvent* /*event*/) {
 QWidget* AlertsPage::actionsPart() {
     auto* boxes = new QVBoxLayout;
     boxes->setSpacing(6);
-    boxes->addWidget(new SettingCheckBox(settings_, "useMotionEmail",
-                                         u"Send an e-mail with a pi&cture, every half hour at most"_s));
+    boxes->addWidget(new SettingCheckBox(
+        settings_, "useMotionEmail", u"Send an e-mail with a pi&cture, every half hour at most"_s));
     boxes->addWidget(
         new SettingCheckBox(settings_, "useMotionRecord", u"&Record a movie of five minutes"_s));
     boxes->addWidget(new SettingCheckBox(settings_, "usePushNotification",
@@ -83,9 +84,9 @@ QWidget* AlertsPage::actionsPart() {
 
 QWidget* AlertsPage::sensitivityPart() {
     auto* sensitivity = new SettingComboBox(settings_, "motionSense",
-                                            {{"Low", u"Low: 30 % of the picture has to change"_s},
-                                             {"Medium", u"Medium: 10 %"_s},
-                                             {"High", u"High: 5 %"_s}},
+                                            {{"Low", u"Low (30 % of the picture)"_s},
+                                             {"Medium", u"Medium (10 %)"_s},
+                                             {"High", u"High (5 %)"_s}},
                                             "High");
     sensitivity->setAccessibleName(u"Sensitivity"_s);
     bar_ = new MotionBar;
@@ -111,8 +112,9 @@ QWidget* AlertsPage::commandPart() {
     auto* form = layouts::form();
     form->addRow(u"Co&mmand:"_s, command_);
     form->addRow(u"At most e&very (s):"_s, spacing_);
-    form->addRow(layouts::note(u"Runs at every motion at once, without a shell, with the picture on its "
-                               "standard input."_s));
+    form->addRow(
+        layouts::note(u"Runs at every motion at once, without a shell, with the picture on its "
+                      "standard input."_s));
     return layouts::section(u"Run a program of your own"_s, form);
 }
 
@@ -123,9 +125,9 @@ void AlertsPage::refresh() {
         words_->setText(u"Nobody watches for motion: choose above what shall be done."_s);
         return;
     }
-    const QString sentence = bar_->isMotion()
-                                 ? u"%1 % of the picture has changed: that is motion (more than %2 %)."_s
-                                 : u"%1 % of the picture has changed; motion is more than %2 %."_s;
+    const QString sentence =
+        bar_->isMotion() ? u"%1 % of the picture has changed: that is motion (more than %2 %)."_s
+                         : u"%1 % of the picture has changed; motion is more than %2 %."_s;
     words_->setText(sentence.arg(percent(reading->ratio), percent(reading->threshold)));
 }
 

@@ -89,9 +89,9 @@ QFormLayout* EmailPage::fields() {
 
     auto* form = layouts::form();
     form->addRow(u"&Host:"_s, host);
-    form->addRow(u"P&ort:"_s, port);
-    form->addRow(QString(), new SettingCheckBox(settings_, "smtpSsl",
-                                                u"Use a secure connec&tion"_s, true));
+    form->addRow(u"Po&rt:"_s, port);
+    form->addRow(QString(),
+                 new SettingCheckBox(settings_, "smtpSsl", u"Use a secure &connection"_s, true));
     form->addRow(u"E-mail &address:"_s, email);
     form->addRow(u"&Login:"_s, login);
     form->addRow(u"&Password:"_s, password);
@@ -100,11 +100,11 @@ QFormLayout* EmailPage::fields() {
 }
 
 QWidget* EmailPage::buttons() {
-    test_ = new QPushButton(u"Send a T&est"_s);
+    test_ = new QPushButton(u"Send a Tes&t"_s);
     test_->setObjectName(u"testEmail"_s);
     test_->setAutoDefault(false);
     connect(test_, &QPushButton::clicked, this, [this] { document_.testEmail(); });
-    auto* help = new QPushButton(u"Hel&p..."_s);
+    auto* help = new QPushButton(u"H&elp..."_s);
     help->setObjectName(u"helpEmail"_s);
     help->setAutoDefault(false);
     connect(help, &QPushButton::clicked, this, [this] { document_.helpEmail(); });

@@ -17,9 +17,8 @@ SettingComboBox::SettingComboBox(Settings& settings, std::string key, const Choi
         addItem(shown, toQt(stored));
     }
     // What the user chooses; refresh() emits none.
-    connect(this, &QComboBox::activated, this, [this](int index) {
-        settings_.setString(key_, fromQt(itemData(index).toString()));
-    });
+    connect(this, &QComboBox::activated, this,
+            [this](int index) { settings_.setString(key_, fromQt(itemData(index).toString())); });
     settings_.changed().connect(sigc::mem_fun(*this, &SettingComboBox::refresh));
     refresh();
 }

@@ -334,8 +334,10 @@ TEST_F(MyDocumentTest, TestOfTheEmailIsShownAsAnAlertOfTheWindow) {
 
     settings.setString("smtpHost", "mail.example.org");
     settings.setString("smtpEmail", "me@example.org");
+    mailServer.open(false);
     document->testEmail();
     EXPECT_TRUE(document->isSendingEmail());
+    mailServer.open(true);
     EXPECT_TRUE(
         MainThread::serveUntil([&] { return window.alerts.size() == 2; }, std::chrono::seconds(5)));
     EXPECT_EQ(window.alerts.back(), "Email is sent to me@example.org successfully. / ");

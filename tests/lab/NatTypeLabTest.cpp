@@ -1,7 +1,9 @@
 // NAT discovery and hole punching through real routers, with a real STUN server.
 
+#include "fakes/Eventually.h"
 #include "fakes/TestLog.h"
 #include "lab/NatLab.h"
+#include "nat/StunRegistration.h"
 #include "nat/UdpStream.h"
 #include "nat/stunNatType.h"
 #include "nat/stunServerName.h"
@@ -9,6 +11,7 @@
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/eventfd.h>
 
 #include <ostream>
 #include <string>
@@ -75,6 +78,34 @@ INSTANTIATE_TEST_SUITE_P(Kinds, NatTypeLabTest,
                                            RouterCase{"sym", NatTypeDependentMapping, false},
                                            RouterCase{"blocked", NatTypeBlocked, false}),
                          [](const auto& tested) { return std::string(tested.param.kind); });
+
+TEST_P(NatTypeLabTest, RegistrationSaysWhetherPeersGetThrough) {
+    NatLab lab(GetParam().kind, "port");
+    ASSERT_TRUE(lab.isBuilt() && lab.startStunServer());
+    const bool isReachable =
+        GetParam().type != NatTypeBlocked && GetParam().type != NatTypeDependentMapping;
+    TestLog events;
+    // A router that lets nothing through is waited for until somebody has had enough.
+    const FileDescriptor wake(::eventfd(0, EFD_CLOEXEC));
+    std::optional<MapAddr> mapAddr;
+    bool isRegistered = false;
+    std::jthread impatience([&] {
+        if (GetParam().type == NatTypeBlocked) {
+            eventually([&] { return events.contains("stunNatType(): 3\n"); });
+            ::eventfd_write(wake.get(), 1);
+        }
+    });
+
+    NatLab::runIn("A", [&] {
+        const StunRegistration registration(
+            {"11.22.33.1"}, StunRegistration::Functions::overTheNetwork(wake.get()), events.log());
+        isRegistered = registration.regToStunServer(kPort, mapAddr);
+    });
+
+    EXPECT_EQ(isRegistered, isReachable);
+    EXPECT_EQ(mapAddr.has_value(), GetParam().type != NatTypeBlocked);
+    EXPECT_TRUE(!isReachable || *mapAddr == MapAddr("", "11.22.33.10", kPort, GetParam().type));
+}
 
 TEST(NatTypeOpenLabTest, HostWithoutARouterIsOpen) {
     NatLab lab("port", "port");

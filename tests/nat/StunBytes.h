@@ -2,6 +2,8 @@
 
 #include "nat/stun.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -13,10 +15,11 @@ using StunBytes = std::vector<std::uint8_t>;
 
 /// An attribute as it goes over the wire; the length says what `body` has, unless told otherwise.
 inline StunBytes stunAttribute(std::uint16_t type, const StunBytes& body, int length = -1) {
-    StunBytes bytes(4);
+    constexpr std::size_t kHead = 4;
+    StunBytes bytes(kHead + body.size());
     encode16(bytes.data(), type);
     encode16(bytes.data() + 2, static_cast<std::uint16_t>(length < 0 ? body.size() : length));
-    bytes.insert(bytes.end(), body.begin(), body.end());
+    std::copy(body.begin(), body.end(), bytes.begin() + kHead);
     return bytes;
 }
 

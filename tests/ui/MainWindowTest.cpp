@@ -14,6 +14,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QTabWidget>
 #include <QtTest>
 
 #include <set>
@@ -226,6 +227,42 @@ TEST_F(MainWindowTest, ClearsTheEventLogFromTheMenu) {
     EXPECT_FALSE(std::filesystem::exists(folder_.path() / "ovelo.log"));
 }
 
+namespace {
+
+/// Looks at what is seen of a window, which is the page on top where there are pages.
+void expectKeysOfTheirOwn(const QWidget& top) {
+    std::set<QString> keys;
+    const auto claim = [&](const QString& text) {
+        const QKeySequence key = QKeySequence::mnemonic(text);
+        if (!key.isEmpty()) {
+            EXPECT_TRUE(keys.insert(key.toString()).second) << text.toStdString();
+        }
+    };
+    for (const QWidget* widget : top.findChildren<QWidget*>()) {
+        if (widget->window() != &top || !widget->isVisible()) {
+            continue;
+        }
+        if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
+            claim(button->text());
+            EXPECT_TRUE(button->text().isEmpty() || // a menu bar's own
+                        (button->focusPolicy() & Qt::TabFocus) != 0)
+                << button->text().toStdString();
+        } else if (const auto* label = qobject_cast<const QLabel*>(widget)) {
+            claim(label->buddy() != nullptr ? label->text() : QString());
+        } else if (qobject_cast<const QLineEdit*>(widget) != nullptr ||
+                   qobject_cast<const QComboBox*>(widget) != nullptr) {
+            EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->objectName().toStdString();
+            EXPECT_NE(widget->focusPolicy() & Qt::TabFocus, 0);
+        } else if (const auto* bar = qobject_cast<const QMenuBar*>(widget)) {
+            for (const QAction* menu : bar->actions()) {
+                claim(menu->text());
+            }
+        }
+    }
+}
+
+} // namespace
+
 TEST_F(MainWindowTest, EveryControlHasAKeyOfItsOwnAndCanBeReachedByTab) {
     const auto window = makeWindow();
     window->showUnlessHidden();
@@ -236,34 +273,12 @@ TEST_F(MainWindowTest, EveryControlHasAKeyOfItsOwnAndCanBeReachedByTab) {
     const QList<QWidget*> windows = {window.get(), &child<QDialog>(*window, "optionsPanel"),
                                      &child<QDialog>(*window, "autoConfigPanel")};
     for (const QWidget* top : windows) {
-        std::set<QString> keys;
-        const auto claim = [&](const QString& text) {
-            const QKeySequence key = QKeySequence::mnemonic(text);
-            if (!key.isEmpty()) {
-                EXPECT_TRUE(keys.insert(key.toString()).second) << text.toStdString();
+        auto* pages = top->findChild<QTabWidget*>();
+        for (int page = 0; page < (pages != nullptr ? pages->count() : 1); ++page) {
+            if (pages != nullptr) {
+                pages->setCurrentIndex(page);
             }
-        };
-        for (const QWidget* widget : top->findChildren<QWidget*>()) {
-            if (widget->window() != top) {
-                continue;
-            }
-            if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
-                claim(button->text());
-                EXPECT_TRUE(button->text().isEmpty() || // a menu bar's own
-                            (button->focusPolicy() & Qt::TabFocus) != 0)
-                    << button->text().toStdString();
-            } else if (const auto* label = qobject_cast<const QLabel*>(widget)) {
-                claim(label->buddy() != nullptr ? label->text() : QString());
-            } else if (qobject_cast<const QLineEdit*>(widget) != nullptr ||
-                       qobject_cast<const QComboBox*>(widget) != nullptr) {
-                EXPECT_FALSE(widget->accessibleName().isEmpty())
-                    << widget->objectName().toStdString();
-                EXPECT_NE(widget->focusPolicy() & Qt::TabFocus, 0);
-            } else if (const auto* bar = qobject_cast<const QMenuBar*>(widget)) {
-                for (const QAction* menu : bar->actions()) {
-                    claim(menu->text());
-                }
-            }
+            expectKeysOfTheirOwn(*top);
         }
     }
 }
