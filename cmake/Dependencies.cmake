@@ -8,6 +8,14 @@ pkg_check_modules(SIGC REQUIRED IMPORTED_TARGET sigc++-3.0)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(LIBXML2 REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl>=7.87) # since then a name's look-up can be left behind
+pkg_check_modules(MINIUPNPC REQUIRED IMPORTED_TARGET miniupnpc)
+
+# It brings no pkg-config file.
+find_path(NATPMP_INCLUDE_DIR natpmp.h REQUIRED)
+find_library(NATPMP_LIBRARY natpmp REQUIRED)
+add_library(ovelo_natpmp INTERFACE)
+target_include_directories(ovelo_natpmp SYSTEM INTERFACE ${NATPMP_INCLUDE_DIR})
+target_link_libraries(ovelo_natpmp INTERFACE ${NATPMP_LIBRARY})
 
 if(OVELO_DESKTOP)
     find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Test)
