@@ -5,7 +5,7 @@
 namespace ovelo {
 
 /// The panels beside the main window.
-enum class Panel { Options, Mono, AutoConfig, EmailHelp };
+enum class Panel { Options, Mono, AutoConfig, EmailHelp, CameraList };
 
 /// What the document needs of its window. Implemented in ui/.
 ///

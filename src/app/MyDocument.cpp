@@ -5,11 +5,14 @@
 #include "alerts/EmailUtil.h"
 #include "app/DocumentWindow.h"
 #include "capture/ViewerPicture.h"
+#include "nat/TcpNatBuster.h"
 #include "platform/Console.h"
 #include "platform/MainThread.h"
 #include "platform/PropertyList.h"
 #include "platform/Settings.h"
+#include "platform/TCMPortMapper.h"
 #include "platform/Timer.h"
+#include "support/AutoUpdater.h"
 #include "support/Logger.h"
 #include "support/MyUtil.h"
 #include "support/RecordedList.h"
@@ -72,6 +75,7 @@ MyDocument::MyDocument(Environment environment)
     sources_.propertyChanged().connect([this](const std::string& key) { announce(key); });
     sources_.videoDeviceWillChange().connect(sigc::mem_fun(motion_, &MotionWatch::reset));
     recording_.recordingChanged().connect([this] { announce("recording"); });
+    makeTcpNatBuster();
     environment_.email.sendingChanged().connect(
         sigc::bind(sigc::mem_fun(*this, &MyDocument::announce), "sendingEmail"));
 }
@@ -96,6 +100,9 @@ void MyDocument::windowControllerDidLoadNib(DocumentWindow& window) {
     environment_.devices.deviceWasDisconnected().connect(refresh);
     network_.startServer(*this);
     environment_.log.write("Document started\n");
+    if (environment_.updates != nullptr) {
+        environment_.updates->checkForUpdatesWeekly();
+    }
     hideWindowOfAgent();
 }
 
@@ -135,6 +142,26 @@ void MyDocument::hideWindowOfAgent() {
     }
 }
 
+void MyDocument::makeTcpNatBuster() {
+    if (environment_.router == nullptr || environment_.http == nullptr) {
+        return;
+    }
+    tcpNatBuster_ = std::make_unique<TcpNatBuster>(TcpNatBuster::Environment{
+        .mapper = *environment_.router,
+        .http = *environment_.http,
+        .settings = environment_.settings,
+        .log = environment_.log,
+        .setExternalIpPort =
+            [this](const std::string& address) { network_.setExternalIpPort(address); },
+        .alert =
+            [this](const std::string& message, const std::string& informativeText) {
+                showAlert(message, informativeText);
+            },
+    });
+    tcpNatBuster_->reachabilityChanged().connect(
+        sigc::bind(sigc::mem_fun(*this, &MyDocument::announce), "reachability"));
+}
+
 void MyDocument::windowWillClose() {
     if (std::exchange(closed_, true)) {
         return;
@@ -145,6 +172,10 @@ void MyDocument::windowWillClose() {
     }
     if (const auto audio = sources_.selectedAudioDevice()) {
         settings.setString("lastSelectedAudioDevice", audio->localizedDisplayName());
+    }
+    tcpNatBuster_.reset();
+    if (environment_.router != nullptr) {
+        environment_.router->stop(); // in the meantime the mapping is taken back
     }
     stopPlayback();
     motion_.stop();

@@ -20,10 +20,15 @@
 
 namespace ovelo {
 
+class AutoUpdater;
 class DocumentWindow;
 class EmailUtil;
+class HttpClient;
+class IPCamListController;
 class Logger;
 class Settings;
+class TCMPortMapper;
+class TcpNatBuster;
 class Timer;
 
 /// Sound that is monitored while it is captured.
@@ -53,6 +58,10 @@ public:
         /// PushNotifier::sendPushNotification. Called on the capture thread.
         std::function<void(const std::string& devID, const std::string& message, int badgeNumber)>
             push;
+        IPCamListController* cameraList; // or null, as the following
+        AutoUpdater* updates;
+        TCMPortMapper* router; // without it, or without `http`, nothing is done about the router
+        HttpClient* http;
         std::filesystem::path resources;
     };
 
@@ -77,12 +86,15 @@ public:
     void defaultButton();
     bool browseButton();
     void natAutoConfigButton();
+    void startNatoAutoConfig(); // sic
     void closeNatAutoPanel();
     void natManualConfigButton();
     void testEmail();
     void helpEmail();
     void helpClose();
     void closeOption();
+    void ipCamListButton();
+    void ipCamListClose();
 
     // What viewers ask for. A viewer that comes late, when the document is closed, starts nothing
     // any more.
@@ -108,12 +120,15 @@ public:
     [[nodiscard]] bool isRecording() const { return recording_.isRecording(); }
     [[nodiscard]] bool isPlaying() const { return playback_.isPlaying(); }
     [[nodiscard]] bool isSendingEmail() const;
+    /// Why viewers cannot come in from the internet, in one sentence; "" when they can, as far as the
+    /// router knows, and before anything is known.
+    [[nodiscard]] std::string reachability() const;
     [[nodiscard]] MotionLevel motionLevel() const { return motion_.level(); }
     [[nodiscard]] float audioLevel() const { return audioLevel_; }
     void setAudioLevel(float level);
 
     /// A property of this name has another value now: those of SourceSelection, "audioLevel",
-    /// "recording" and "sendingEmail".
+    /// "recording", "sendingEmail" and "reachability".
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
 private:
@@ -121,6 +136,7 @@ private:
     void chooseVideoSource();
     void chooseAudioSource();
     void hideWindowOfAgent();
+    void makeTcpNatBuster();
     void updateAudioLevels();
     void showAlert(const std::string& message, const std::string& informativeText);
     void announce(const std::string& property);
@@ -136,6 +152,7 @@ private:
     SourceSelection sources_; // its destructor takes the inputs out of the session
     MovieRecording recording_;
     MotionWatch motion_;
+    std::unique_ptr<TcpNatBuster> tcpNatBuster_; // or null
     std::unique_ptr<Timer> audioLevelTimer_;
     std::array<float, 2> audioLevels_{};
     std::array<float, 2> peakLevels_{};

@@ -3,6 +3,8 @@
 #include "alerts/EmailUtil.h"
 #include "app/DocumentWindow.h"
 #include "app/MyDocument.h"
+#include "ipcam/IPCamListController.h"
+#include "nat/TcpNatBuster.h"
 #include "platform/Desktop.h"
 #include "platform/Mutex.h"
 #include "platform/Settings.h"
@@ -54,6 +56,17 @@ void MyDocument::natAutoConfigButton() {
     window_->orderFront(Panel::AutoConfig);
 }
 
+void MyDocument::startNatoAutoConfig() {
+    if (tcpNatBuster_) {
+        tcpNatBuster_->startNatAutoConfig(true);
+    }
+    window_->orderOut(Panel::AutoConfig);
+}
+
+std::string MyDocument::reachability() const {
+    return tcpNatBuster_ ? tcpNatBuster_->reachability() : std::string();
+}
+
 void MyDocument::closeNatAutoPanel() {
     window_->orderOut(Panel::AutoConfig);
 }
@@ -99,6 +112,19 @@ void MyDocument::helpEmail() {
 
 void MyDocument::helpClose() {
     window_->orderOut(Panel::EmailHelp);
+}
+
+void MyDocument::ipCamListButton() {
+    window_->orderFront(Panel::CameraList);
+}
+
+void MyDocument::ipCamListClose() {
+    if (environment_.cameraList != nullptr) {
+        environment_.cameraList->closeAction();
+    }
+    window_->orderOut(Panel::CameraList);
+    sources_.dropVideoDeviceNames();
+    sources_.refreshDevices();
 }
 
 void MyDocument::closeOption() {

@@ -18,7 +18,7 @@ AutoConfigPanel::AutoConfigPanel(MyDocument& document, QWidget* window) : QDialo
     auto* buttons = new QDialogButtonBox;
     QPushButton* start = buttons->addButton(u"&Start"_s, QDialogButtonBox::ActionRole);
     start->setObjectName(u"startAutoConfig"_s);
-    start->setEnabled(false);
+    connect(start, &QPushButton::clicked, this, [&document] { document.startNatoAutoConfig(); });
     QPushButton* close = buttons->addButton(QDialogButtonBox::Close);
     close->setDefault(true);
     connect(buttons, &QDialogButtonBox::rejected, this,
@@ -31,11 +31,8 @@ AutoConfigPanel::AutoConfigPanel(MyDocument& document, QWidget* window) : QDialo
         u"Watch from outside your home"_s,
         u"To let viewers in from the internet, the router has to pass the viewers' port on to this "
         "computer. Ovelo can ask the router to do so."_s));
-    auto* missing = new QLabel(u"This version of Ovelo cannot configure routers yet. Until then, "
-                               "forward the port by hand in your router's settings."_s);
-    missing->setObjectName(u"autoConfigNote"_s);
-    missing->setWordWrap(true);
-    column->addWidget(missing);
+    column->addWidget(layouts::note(
+        u"It does so by itself, too, every few minutes; what it found out is in the main window."_s));
     column->addWidget(buttons);
     layouts::plainButtons(*this);
     column->setSizeConstraint(QLayout::SetFixedSize);

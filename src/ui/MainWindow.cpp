@@ -1,8 +1,10 @@
 #include "ui/MainWindow.h"
 
 #include "app/MyDocument.h"
+#include "ipcam/IPCamListController.h"
 #include "platform/Settings.h"
 #include "ui/AutoConfigPanel.h"
+#include "ui/CameraListPanel.h"
 #include "ui/CapturePreview.h"
 #include "ui/Display.h"
 #include "ui/EmailHelpPanel.h"
@@ -86,7 +88,10 @@ QDialog* MainWindow::dialog(Panel panel) {
     switch (panel) {
     case Panel::Options:
         if (options_ == nullptr) {
-            options_ = new OptionsPanel(document, environment_.settings, environment_.log, this);
+            options_ = new OptionsPanel(document, environment_.settings, environment_.log, this,
+                                        environment_.cameraList != nullptr
+                                            ? &environment_.cameraList->driverSetting()
+                                            : nullptr);
         }
         return options_;
     case Panel::AutoConfig:
@@ -99,10 +104,21 @@ QDialog* MainWindow::dialog(Panel panel) {
             emailHelp_ = new EmailHelpPanel(document, this);
         }
         return emailHelp_;
+    case Panel::CameraList:
+        return cameraListPanel();
     case Panel::Mono:
         break;
     }
     return nullptr;
+}
+
+QDialog* MainWindow::cameraListPanel() {
+    if (cameraList_ == nullptr && environment_.cameraList != nullptr) {
+        MyDocument& document = environment_.document;
+        cameraList_ = new CameraListPanel(
+            *environment_.cameraList, [&document] { document.ipCamListClose(); }, this);
+    }
+    return cameraList_;
 }
 
 void MainWindow::orderFront(Panel panel) {
@@ -177,7 +193,9 @@ QWidget* MainWindow::sideColumn() {
     auto* sources = new QVBoxLayout;
     sources->addWidget(new SourcesPanel(environment_.document));
     auto* status = new QVBoxLayout;
-    status->addWidget(new StatusPanel(environment_.document.network()));
+    MyDocument& document = environment_.document;
+    status_ = new StatusPanel(document.network(), [&document] { return document.reachability(); });
+    status->addWidget(status_);
 
     auto* side = new QWidget;
     side->setFixedWidth(kSideWidth);
@@ -262,6 +280,10 @@ void MainWindow::refreshMarks() {
 void MainWindow::documentChanged(const std::string& property) {
     if (property == "recording" || property == "sendingEmail") {
         refreshMarks();
+        return;
+    }
+    if (property == "reachability") {
+        status_->refreshAll();
         return;
     }
     if (property != "audioLevel") {

@@ -14,13 +14,17 @@ class QLabel;
 namespace ovelo {
 
 class AutoConfigPanel;
+class AutoUpdater;
+class CameraListPanel;
 class CapturePreview;
 class EmailHelpPanel;
+class IPCamListController;
 class Logger;
 class MyDocument;
 class OptionsPanel;
 class PortField;
 class Settings;
+class StatusPanel;
 
 /// The application's window: the live picture, the choosers, the state of the server, and the way
 /// to the panels.
@@ -33,6 +37,8 @@ public:
         MyDocument& document;
         Settings& settings;
         Logger& log;
+        IPCamListController* cameraList; // or null, as the next
+        AutoUpdater* updates;
         bool
             onScreen; // false: nobody sees the window, so pictures stay away and errors are printed
         std::function<void()> quit; // the user wants the program to end
@@ -67,6 +73,7 @@ private:
     QWidget* serverPart();
     QWidget* footPart();
     QDialog* dialog(Panel panel);
+    QDialog* cameraListPanel();
     void openRecordings();
     void about();
     void documentChanged(const std::string& property);
@@ -78,6 +85,7 @@ private:
     ErrorSheets errors_;
     CapturePreview* preview_ = nullptr;
     PortField* port_ = nullptr;
+    StatusPanel* status_ = nullptr;
     QLabel* recordingMark_ = nullptr;
     QLabel* sendingMark_ = nullptr;
     bool hiddenForAgent_ = false;
@@ -86,6 +94,7 @@ private:
     OptionsPanel* options_ = nullptr;
     AutoConfigPanel* autoConfig_ = nullptr;
     EmailHelpPanel* emailHelp_ = nullptr;
+    CameraListPanel* cameraList_ = nullptr;
 };
 
 } // namespace ovelo

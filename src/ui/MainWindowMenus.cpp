@@ -1,4 +1,5 @@
 #include "app/MyDocument.h"
+#include "support/AutoUpdater.h"
 #include "support/Logger.h"
 #include "ui/CapturePreview.h"
 #include "ui/Layouts.h"
@@ -56,7 +57,9 @@ void MainWindow::buildCameraMenu() {
     addEntry(menu, u"Rotate &Right"_s, Qt::CTRL | Qt::Key_R, this,
              [&document] { document.rotateLeft(); });
     menu.addSeparator();
-    addEntry(menu, u"&Look for Devices Again"_s, Qt::Key_F5, this,
+    addEntry(menu, u"&Network Cameras..."_s, Qt::CTRL | Qt::Key_K, this,
+             [&document] { document.ipCamListButton(); });
+    addEntry(menu, u"Look for &Devices Again"_s, Qt::Key_F5, this,
              [&document] { document.sources().refreshDevices(); });
 }
 
@@ -78,6 +81,13 @@ void MainWindow::buildHelpMenu() {
     addEntry(menu, u"&Router Set-up on the Web"_s, {}, this,
              [this] { environment_.document.natManualConfigButton(); });
     menu.addSeparator();
+    if (AutoUpdater* updates = environment_.updates) {
+        addEntry(menu, u"&Check for Updates"_s, {}, this,
+                 [updates] { updates->checkForUpdates(); });
+        addEntry(menu, u"&Forget Registered Phones..."_s, {}, this,
+                 [updates] { updates->clearDevices(); });
+        menu.addSeparator();
+    }
     addEntry(menu, u"&About Ovelo"_s, {}, this, [this] { about(); });
 }
 

@@ -157,11 +157,8 @@ QWidget* OptionsPanel::logPart() {
 
 QWidget* OptionsPanel::routerPart() {
     QVBoxLayout* boxes = column();
-    boxes->addWidget(layouts::note(
-        u"This version of Ovelo cannot do this yet. What you choose is kept, and takes "
-        "effect once it can."_s));
-    addBox(*boxes, "config_airport", u"Open the port on the &router automatically"_s);
-    return layouts::section(u"Router (not in this version yet)"_s, boxes);
+    addBox(*boxes, "autoPortMap", u"Have the &router let viewers in from the internet"_s, true);
+    return layouts::section(u"Router"_s, boxes);
 }
 
 QWidget* OptionsPanel::driverPart() {

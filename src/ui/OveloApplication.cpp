@@ -3,13 +3,10 @@
 #include "alerts/EmailUtil.h"
 #include "alerts/PushNotifier.h"
 #include "app/MovieOutputFactory.h"
-#include "platform/AudioSystem.h"
-#include "platform/CaptureDevices.h"
 #include "platform/Folders.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
 #include "platform/Movie.h"
-#include "platform/QtHttpClient.h"
 #include "platform/ServicePublisher.h"
 #include "support/Logger.h"
 #include "ui/AccountWindow.h"
@@ -17,6 +14,7 @@
 #include "ui/Display.h"
 #include "ui/Icons.h"
 #include "ui/MainWindow.h"
+#include "ui/Services.h"
 #include "ui/TerminationSignals.h"
 
 #include <QTimer>
@@ -47,17 +45,14 @@ OveloApplication::OveloApplication(int& argc, char** argv, TerminationSignals& s
         QApplication::setWindowIcon(icons::application());
     }
     makePrompt(onScreen);
-    makeAlerts();
+    services_ =
+        std::make_unique<Services>(Settings::sharedInstance(), Logger::sharedInstance(), onScreen);
     makeDocument();
     makeWindow(onScreen);
 }
 
 OveloApplication::~OveloApplication() {
     signals_.ignore();
-    window_.reset();
-    document_.reset(); // which uses the two below
-    PushNotifier::deleteSharedInstance();
-    EmailUtil::deleteSharedInstance();
 }
 
 int OveloApplication::run() {
@@ -77,29 +72,16 @@ void OveloApplication::makePrompt(bool onScreen) {
     prompt_->onQuit([this] { askToEnd(); });
 }
 
-void OveloApplication::makeAlerts() {
-    Settings& settings = Settings::sharedInstance();
-    Logger& log = Logger::sharedInstance();
-    http_ = std::make_unique<QtHttpClient>();
-    PushNotifier::install({*http_, settings, log});
-    EmailUtil::install({settings, log, [](const std::string& host) {
-                            return EDMailAgent::mailAgentForRelayHostWithName(host);
-                        }});
-}
-
 void OveloApplication::makeDocument() {
     Settings& settings = Settings::sharedInstance();
     Logger& log = Logger::sharedInstance();
-    devices_ =
-        CaptureDevices::create(settings, [&log](const std::string& line) { log.write(line); });
-    sound_ = AudioSystem::create(*devices_);
     document_ = std::make_unique<MyDocument>(MyDocument::Environment{
         .settings = settings,
         .log = log,
         .clock = Clock::system(),
-        .devices = *devices_,
-        .sound = *sound_,
-        .cameras = nullptr,
+        .devices = services_->devices(),
+        .sound = services_->sound(),
+        .cameras = &services_->cameras(),
         .prompt = *prompt_,
         .publisher = &ServicePublisher::create,
         .movieOutput = movieOutputFactory(settings, Clock::system(), log),
@@ -109,6 +91,10 @@ void OveloApplication::makeDocument() {
             [](const std::string& devID, const std::string& message, int badgeNumber) {
                 PushNotifier::sharedInstance().sendPushNotification(devID, message, badgeNumber);
             },
+        .cameraList = &services_->cameraList(),
+        .updates = &services_->updates(),
+        .router = &services_->router(),
+        .http = &services_->http(),
         .resources = folders::resources(),
     });
 }
@@ -118,6 +104,8 @@ void OveloApplication::makeWindow(bool onScreen) {
         .document = *document_,
         .settings = Settings::sharedInstance(),
         .log = Logger::sharedInstance(),
+        .cameraList = &services_->cameraList(),
+        .updates = &services_->updates(),
         .onScreen = onScreen,
         .quit = [this] { askToEnd(); },
     });

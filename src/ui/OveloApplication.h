@@ -9,10 +9,9 @@
 
 namespace ovelo {
 
-class CaptureDevices;
-class HttpClient;
 class MainWindow;
 class ModalPrompt;
+class Services;
 class TerminationSignals;
 
 /// The program: makes the document, its window and what they need, and takes them through their
@@ -34,7 +33,6 @@ private:
     enum class Phase { Waiting, Starting, Running, Ended };
 
     void makePrompt(bool onScreen);
-    void makeAlerts();
     void makeDocument();
     void makeWindow(bool onScreen);
     void start();
@@ -44,9 +42,7 @@ private:
     QApplication application_;
     QtMainLoop mainLoop_;
     TerminationSignals& signals_;
-    std::unique_ptr<CaptureDevices> devices_;
-    std::unique_ptr<AudioSystem> sound_;
-    std::unique_ptr<HttpClient> http_;
+    std::unique_ptr<Services> services_;
     std::unique_ptr<ModalPrompt> prompt_;
     std::unique_ptr<MyDocument> document_;
     std::unique_ptr<MainWindow> window_;

@@ -8,6 +8,8 @@
 #include <QHBoxLayout>
 #include <QLabel>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace ovelo {
@@ -50,7 +52,9 @@ void setStatus(QLabel& label, const std::string& text, const QString& whenEmpty)
 
 } // namespace
 
-StatusPanel::StatusPanel(Network& network) : network_(network) {
+StatusPanel::StatusPanel(Network& network, std::function<std::string()> reachability)
+    : network_(network)
+    , reachability_(std::move(reachability)) {
     build();
     network_.propertyChanged().connect(sigc::mem_fun(*this, &StatusPanel::refresh));
     refreshAll();
@@ -88,7 +92,14 @@ void StatusPanel::refreshAll() {
     setStatus(*networkStatus_, network_.networkStatus(), u"Not started"_s);
     setStatus(*bonjourStatus_, network_.bonjourStatus(), u"Not announced"_s);
     setStatus(*ipAddr_, network_.ipAddr(), u"Not known"_s);
-    setStatus(*externalIpPort_, network_.externalIpPort(), u"Not known"_s);
+    setStatus(*externalIpPort_, externalText(), u"Not known"_s);
+}
+
+/// The address, and what is wrong with it or when there is none.
+std::string StatusPanel::externalText() const {
+    const std::string address = network_.externalIpPort();
+    const std::string trouble = reachability_();
+    return address.empty() || trouble.empty() ? address + trouble : address + "\n" + trouble;
 }
 
 void StatusPanel::refreshLamp() {

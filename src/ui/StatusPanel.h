@@ -4,6 +4,7 @@
 
 #include <sigc++/sigc++.h>
 
+#include <functional>
 #include <string>
 
 class QLabel;
@@ -17,15 +18,19 @@ class Network;
 /// thread  main
 class StatusPanel final : public QWidget, public sigc::trackable {
 public:
-    explicit StatusPanel(Network& network);
+    /// reachability  why viewers cannot come in from the internet, or ""
+    StatusPanel(Network& network, std::function<std::string()> reachability);
+
+    void refreshAll();
 
 private:
     void build();
     void refresh(const std::string& property);
-    void refreshAll();
+    [[nodiscard]] std::string externalText() const;
     void refreshLamp();
 
     Network& network_;
+    std::function<std::string()> reachability_;
     QLabel* lamp_ = nullptr;
     QLabel* networkStatus_ = nullptr;
     QLabel* bonjourStatus_ = nullptr;

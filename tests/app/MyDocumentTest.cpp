@@ -54,7 +54,7 @@ protected:
                 return std::unique_ptr<Movie>(std::make_unique<FakeMovie>(movies));
             },
             email, [this](const std::string& devID, const std::string&, int) { notified = devID; },
-            folder.path()});
+            nullptr, nullptr, nullptr, nullptr, folder.path()});
     }
     void start() {
         settings.setString("email", "me@example.org");

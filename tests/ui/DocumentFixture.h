@@ -74,6 +74,10 @@ protected:
             -> Result<std::unique_ptr<Movie>> { return Failure{"there are no movies here"}; },
         .email = email_,
         .push = [](const std::string&, const std::string&, int) {},
+        .cameraList = nullptr,
+        .updates = nullptr,
+        .router = nullptr,
+        .http = nullptr,
         .resources = folder_.path(),
     }};
 };

@@ -51,16 +51,19 @@ TEST_P(OptionsPanelKeyTest, TheBoxIsTheSettingBothWays) {
 INSTANTIATE_TEST_SUITE_P(Keys, OptionsPanelKeyTest,
                          ::testing::Values("night_vision", "show_timestamp", "show_devicename",
                                            "flip_horizontally", "flip_vertically", "log_events",
-                                           "config_airport", "useMotionEmail", "useMotionRecord",
+                                           "autoPortMap", "useMotionEmail", "useMotionRecord",
                                            "usePushNotification", "smtpSsl"),
                          [](const auto& test) { return std::string(test.param); });
 
-TEST_F(OptionsPanelTest, OnlyTheSecureConnectionIsOnWhenNothingIsStored) {
+TEST_F(OptionsPanelTest, OnlyTheSecureConnectionAndTheRouterAreOnWhenNothingIsStored) {
     for (const QCheckBox* box : panel_.findChildren<QCheckBox*>()) {
-        EXPECT_EQ(box->isChecked(), box->objectName() == QLatin1String("smtpSsl"))
+        const QString name = box->objectName();
+        EXPECT_EQ(box->isChecked(),
+                  name == QLatin1String("smtpSsl") || name == QLatin1String("autoPortMap"))
             << box->text().toStdString();
     }
     EXPECT_FALSE(settings_.contains("smtpSsl"));
+    EXPECT_FALSE(settings_.contains("autoPortMap"));
 }
 
 TEST_F(OptionsPanelTest, TheFlipsAreNamedAfterWhatTheyDo) {

@@ -13,7 +13,8 @@ protected:
     }
 
     Network& network_ = document_.network();
-    StatusPanel panel_{network_};
+    std::string trouble_;
+    StatusPanel panel_{network_, [this] { return trouble_; }};
 };
 
 TEST_F(StatusPanelTest, SaysWhatIsNotKnownYet) {
@@ -21,6 +22,16 @@ TEST_F(StatusPanelTest, SaysWhatIsNotKnownYet) {
     EXPECT_EQ(text("bonjourStatus"), "Not announced");
     EXPECT_EQ(text("ipAddr"), "Not known");
     EXPECT_EQ(text("externalIpPort"), "Not known");
+}
+
+TEST_F(StatusPanelTest, SaysWhyNobodyCanComeInFromTheInternet) {
+    trouble_ = "No router was found.";
+    panel_.refreshAll();
+    EXPECT_EQ(child<QLabel>(panel_, "externalIpPort").text().toStdString(), "No router was found.");
+
+    network_.setExternalIpPort("192.0.2.1:1726");
+    EXPECT_EQ(child<QLabel>(panel_, "externalIpPort").text().toStdString(),
+              "192.0.2.1:1726\nNo router was found.");
 }
 
 TEST_F(StatusPanelTest, EachTextHasItsPlace) {
