@@ -16,10 +16,10 @@ namespace ovelo {
 namespace {
 
 constexpr const char* kSetting = "captureSources";
-// A soft bell each second, every fourth one louder. Pieces of 40 ms, so that it costs little.
+// A soft bell each second, every fourth one louder. Pieces of 80 ms, so that it costs little.
 constexpr const char* kDemoSound =
     "audiotestsrc is-live=true wave=ticks freq=880 sine-periods-per-tick=220 apply-tick-ramp=true"
-    " volume=0.25 marker-tick-period=4 marker-tick-volume=0.6 samplesperbuffer=640";
+    " volume=0.25 marker-tick-period=4 marker-tick-volume=0.6 samplesperbuffer=1280";
 constexpr const char* kUnplugged = "The device was removed.";
 constexpr const char* kUnlisted = "The device was removed from the settings.";
 

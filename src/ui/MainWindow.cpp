@@ -63,7 +63,8 @@ MainWindow::MainWindow(Environment environment)
 MainWindow::~MainWindow() = default;
 
 void MainWindow::showUnlessHidden() {
-    if (!hiddenForAgent_) {
+    // Without a display it would be painted all the same, the meter twenty times a second.
+    if (environment_.onScreen && !hiddenForAgent_) {
         show();
     }
 }

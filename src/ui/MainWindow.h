@@ -41,7 +41,7 @@ public:
     explicit MainWindow(Environment environment);
     ~MainWindow() override;
 
-    /// Shows the window, unless it was hidden for an agent before.
+    /// Shows the window, unless nobody would see it or it was hidden for an agent before.
     void showUnlessHidden();
 
     void orderFront(Panel panel) override;
