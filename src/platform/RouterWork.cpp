@@ -82,7 +82,10 @@ void RouterWork::add(const TCMPortMapping& mapping, const RouterLimit& limit) {
         return own.localPort == mapping.localPort;
     });
     if (same != own_.end()) {
-        if (isPresent_ && same->mayExist && same->externalPort != mapping.externalPort) {
+        if (same->externalPort == mapping.externalPort) {
+            return;
+        }
+        if (isPresent_ && same->mayExist) {
             router_->unmap(same->localPort, same->externalPort, limit);
         }
         own_.erase(same);

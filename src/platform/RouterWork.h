@@ -24,8 +24,8 @@ struct RouterOutcome {
 /// What a port mapper is asked to do.
 struct RouterOrder {
     bool refresh = false;
-    std::vector<TCMPortMapping> added;
-    std::vector<TCMPortMapping> kept;
+    std::vector<TCMPortMapping> added = {};
+    std::vector<TCMPortMapping> kept = {};
 };
 
 /// A port mapper's work on its router: finds it, and has it hold the mappings that are wanted.

@@ -16,10 +16,12 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <filesystem>
 #include <iterator>
 #include <map>
@@ -350,6 +352,34 @@ TEST_F(RouterLabTest, MappingFollowsThisComputersAddress) {
 
     EXPECT_EQ(mapper().portMappings(), (std::vector<TCMPortMapping>{{Status::Mapped, 1726, 1726}}));
     EXPECT_TRUE(isReachable(1726));
+}
+
+TEST_F(RouterLabTest, StrangerWhoAnswersWithoutEndDoesNotKeepTheSearchGoing) {
+    ASSERT_TRUE(lab_.isBuilt());
+    std::unique_ptr<UdpPeer> peer;
+    NatLab::runIn("natA", [&] {
+        peer = std::make_unique<UdpPeer>("0.0.0.0", 1900);
+        const ip_mreq group{address("239.255.255.250", 0).sin_addr,
+                            address("10.0.1.1", 0).sin_addr};
+        ::setsockopt(peer->fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof group);
+    });
+    std::atomic<int> sent = 0;
+    const std::jthread flood([&](const std::stop_token& stop) {
+        while (!stop.stop_requested() && !peer->receive(50ms)) {
+        }
+        while (!stop.stop_requested()) {
+            peer->reply(
+                fmt::format("HTTP/1.1 200 OK\r\nLOCATION: http://10.0.1.1:9/{}\r\n\r\n", ++sent));
+        }
+    });
+    visit_.emplace("A");
+
+    const auto begin = Steady::now();
+    ASSERT_TRUE(refresh());
+
+    EXPECT_LT(Steady::now() - begin, 8s);
+    EXPECT_GT(sent, 8);
+    EXPECT_EQ(mapper().trouble(), PortMapperTrouble::NoRouter);
 }
 
 /// A router of our own making that answers every NAT-PMP request with the same bytes.
