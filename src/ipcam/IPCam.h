@@ -92,6 +92,7 @@ private:
     void frameGrabberThread(const std::stop_token& stop);
     bool grabRound(const std::stop_token& stop);
     std::int32_t sendSyncRequest(const HttpRequest& request, const std::stop_token& stop);
+    bool awaitBegin(const std::stop_token& stop);
     std::optional<std::string> awaitBody(const std::stop_token& stop);
     void handleJpeg(std::string_view jpeg);
     bool handleMJpeg(const HttpResponse& response, const HttpRequest& request,

@@ -45,6 +45,7 @@ void IPCam::didReceiveData(std::string_view bytes) {
         const Lock lock(lock_);
         if (bytes.size() <= kMaxPicture - synchronisedUrlData_.size()) {
             synchronisedUrlData_ += bytes;
+            news_.notify_all();
             return;
         }
         isBodyTooLarge_ = true;

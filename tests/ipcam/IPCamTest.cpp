@@ -177,10 +177,31 @@ TEST_F(IPCamTest, ResponseWithoutABodyEndsTheGrabber) {
     cam->start();
     ASSERT_TRUE(untilRequest(0));
     http.respond(0, head("image/jpeg"));
+    http.finish(0);
     ASSERT_TRUE(untilEnded());
 
     EXPECT_EQ(cam->reqReturnCode(), 2);
     EXPECT_TRUE(log.text().ends_with(": IPCam frameGrabberThread: failed to get data."));
+}
+
+TEST_F(IPCamTest, ResponseWhoseBodyDoesNotBeginEndsTheGrabber) {
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head(kStream));
+    ASSERT_TRUE(untilEnded());
+
+    EXPECT_TRUE(log.text().ends_with(": IPCam frameGrabberThread: failed to get data."));
+    EXPECT_EQ(http.exchanges.size(), 1U);
+}
+
+TEST_F(IPCamTest, StreamMayBeginWithSilence) {
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head(kStream));
+    EXPECT_FALSE(until([&] { return http.exchanges.size() > 1; }, 15ms));
+    http.send(0, "--b\r\n");
+
+    EXPECT_TRUE(untilRequest(1));
 }
 
 TEST_F(IPCamTest, SilentServerIsGivenUpAfterTenWaits) {
