@@ -37,7 +37,7 @@ std::string mimeTypeOf(const HttpResponse& response) {
 
 } // namespace
 
-IPCam::IPCam(const IPCamEnvironment& environment) : environment_(environment) {
+IPCam::IPCam(IPCamEnvironment environment) : environment_(std::move(environment)) {
 }
 
 IPCam::~IPCam() {

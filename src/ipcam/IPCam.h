@@ -50,7 +50,7 @@ public:
     /// The most that is kept of one picture, in bytes; a larger one is left out.
     static constexpr std::size_t kMaxPicture = 16'777'216;
 
-    explicit IPCam(const IPCamEnvironment& environment);
+    explicit IPCam(IPCamEnvironment environment);
     ~IPCam();
     IPCam(const IPCam&) = delete;
     IPCam& operator=(const IPCam&) = delete;
