@@ -124,15 +124,6 @@ bool IPCam::grabRound(const std::stop_token& stop) {
 }
 
 std::int32_t IPCam::sendSyncRequest(const HttpRequest& request, const std::stop_token& stop) {
-    {
-        const Lock lock(lock_);
-        synchronisedUrlData_.clear();
-        synchronisedUrlResponse_.reset();
-        synchronisedUrlCompleted_ = false;
-        isBodyOver_ = false;
-        isBodyTooLarge_ = false;
-    }
-    reqReturnCode_ = InProgress;
     performOnMainThread([this, request] { startSyncConnection(request); }, stop);
     const auto isCompleted = [this] {
         const Lock lock(lock_);
@@ -187,12 +178,6 @@ bool IPCam::handleMJpeg(const HttpResponse& response, const HttpRequest& request
     if (!MultipartStream::boundaryOf(response.header("Content-Type"))) {
         environment_.log.write("IPCam MJpeg boundary not found.");
         return false;
-    }
-    {
-        const Lock lock(lock_);
-        picture_.reset();
-        isStreamOver_ = false;
-        lastByte_ = lastPart_ = environment_.clock.steady();
     }
     performOnMainThread([this, request] { startMJpegConnection(request); }, stop);
     return watchStream(stop);

@@ -113,6 +113,7 @@ private:
     // The requests, on the main thread.
     void startSyncConnection(const HttpRequest& request);
     void startMJpegConnection(const HttpRequest& request);
+    void forgetReply();
     void dropConnections();
     void didReceiveResponse(const HttpResponse& response);
     void didReceiveData(std::string_view bytes);
@@ -123,6 +124,7 @@ private:
     void challengeRefused(ReturnCode code, bool isProbing);
 
     // The stream, on the main thread.
+    void forgetStream();
     void streamDidReceiveResponse(const HttpResponse& response);
     void streamDidReceiveData(std::string_view bytes);
     void partDidReceiveResponse(const HttpResponse& response);

@@ -14,6 +14,9 @@ constexpr Colour kGreen = {30, 200, 60, 255};
 class IPCamLighttpdTest : public IPCamServerFixture,
                           public ::testing::WithParamInterface<const char*> {
 protected:
+    /// lighttpd answers a wrong password after a second.
+    IPCamLighttpdTest() : IPCamServerFixture(300ms) {}
+
     void SetUp() override {
         if (!Lighttpd::isInstalled()) {
             GTEST_SKIP() << "lighttpd is not installed";

@@ -1,3 +1,4 @@
+#include "fakes/Eventually.h"
 #include "ipcam/IPCamFixture.h"
 
 namespace ovelo {
@@ -80,6 +81,24 @@ TEST_F(IPCamTest, PictureThatDoesNotEndIsTakenAsItIsAfterTenWaits) {
 
     EXPECT_EQ(pictures.decoded(), (std::vector<std::string>{"bad half"}));
     EXPECT_TRUE(http.exchanges[0]->isCancelled);
+}
+
+TEST_F(IPCamTest, LateNewsOfARequestIsNotTakenForTheNextOnes) {
+    hurry();
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head("image/jpeg"));
+    http.send(0, "a");
+    ASSERT_TRUE(eventually([&] { return !pictures.decoded().empty(); })); // main is not served
+    http.send(0, "late");
+    http.fail(0, "late");
+    ASSERT_TRUE(untilRequest(1));
+    EXPECT_EQ(cam->reqReturnCode(), 5);
+    replyPicture(1, "b");
+    ASSERT_TRUE(untilRequest(2));
+
+    EXPECT_EQ(pictures.decoded(), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(IPCamTest, DamagedPicturesAreLeftOutAndSaidOnce) {
