@@ -37,7 +37,7 @@ std::string mimeTypeOf(const HttpResponse& response) {
 
 } // namespace
 
-IPCam::IPCam(const IPCamEnvironment& environment) : environment_(environment) {
+IPCam::IPCam(IPCamEnvironment environment) : environment_(std::move(environment)) {
 }
 
 IPCam::~IPCam() {
@@ -97,28 +97,26 @@ bool IPCam::grabRound(const std::stop_token& stop) {
     HttpRequest request = HttpUtil::createGetUrlRequest(urlString());
     request.followRedirects = true;
     const std::int32_t outcome = sendSyncRequest(request, stop);
-    std::optional<HttpResponse> response;
-    bool hasBody = false;
-    {
-        const Lock lock(lock_);
-        response = synchronisedUrlResponse_;
-        hasBody = !synchronisedUrlData_.empty();
-    }
+    const bool hasBody = outcome == ResponseReceived && awaitBegin(stop);
     if (!isWanted(stop)) {
         return false;
     }
-    if (outcome != ResponseReceived || !response || !hasBody) {
+    if (!hasBody) {
         environment_.log.write("IPCam frameGrabberThread: failed to get data.");
         return false;
     }
-    switch (getCamType(*response)) {
+    const HttpResponse response = [this] {
+        const Lock lock(lock_);
+        return synchronisedUrlResponse_.value_or(HttpResponse());
+    }();
+    switch (getCamType(response)) {
     case Jpeg:
         if (const auto jpeg = awaitBody(stop)) {
             handleJpeg(*jpeg);
         }
         return true;
     case MJpeg:
-        return handleMJpeg(*response, request, stop);
+        return handleMJpeg(response, request, stop);
     default:
         environment_.log.write("IPCam unknown URL response.");
         return false;
@@ -126,15 +124,6 @@ bool IPCam::grabRound(const std::stop_token& stop) {
 }
 
 std::int32_t IPCam::sendSyncRequest(const HttpRequest& request, const std::stop_token& stop) {
-    {
-        const Lock lock(lock_);
-        synchronisedUrlData_.clear();
-        synchronisedUrlResponse_.reset();
-        synchronisedUrlCompleted_ = false;
-        isBodyOver_ = false;
-        isBodyTooLarge_ = false;
-    }
-    reqReturnCode_ = InProgress;
     performOnMainThread([this, request] { startSyncConnection(request); }, stop);
     const auto isCompleted = [this] {
         const Lock lock(lock_);
@@ -148,6 +137,16 @@ std::int32_t IPCam::sendSyncRequest(const HttpRequest& request, const std::stop_
         }
     }
     return TimedOut;
+}
+
+/// A stream may begin with silence: until the next picture, for instance.
+///
+/// return  whether a body has begun
+bool IPCam::awaitBegin(const std::stop_token& stop) {
+    Lock lock(lock_);
+    news_.wait_for(lock, stop, environment_.timing.wait * (kMaxWaits - 1),
+                   [this] { return isBodyOver_ || !synchronisedUrlData_.empty(); });
+    return !synchronisedUrlData_.empty();
 }
 
 /// A picture of a slow camera may need longer than the first wait. What is there when the time is
@@ -179,12 +178,6 @@ bool IPCam::handleMJpeg(const HttpResponse& response, const HttpRequest& request
     if (!MultipartStream::boundaryOf(response.header("Content-Type"))) {
         environment_.log.write("IPCam MJpeg boundary not found.");
         return false;
-    }
-    {
-        const Lock lock(lock_);
-        picture_.reset();
-        isStreamOver_ = false;
-        lastByte_ = lastPart_ = environment_.clock.steady();
     }
     performOnMainThread([this, request] { startMJpegConnection(request); }, stop);
     return watchStream(stop);

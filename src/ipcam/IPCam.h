@@ -50,7 +50,7 @@ public:
     /// The most that is kept of one picture, in bytes; a larger one is left out.
     static constexpr std::size_t kMaxPicture = 16'777'216;
 
-    explicit IPCam(const IPCamEnvironment& environment);
+    explicit IPCam(IPCamEnvironment environment);
     ~IPCam();
     IPCam(const IPCam&) = delete;
     IPCam& operator=(const IPCam&) = delete;
@@ -92,6 +92,7 @@ private:
     void frameGrabberThread(const std::stop_token& stop);
     bool grabRound(const std::stop_token& stop);
     std::int32_t sendSyncRequest(const HttpRequest& request, const std::stop_token& stop);
+    bool awaitBegin(const std::stop_token& stop);
     std::optional<std::string> awaitBody(const std::stop_token& stop);
     void handleJpeg(std::string_view jpeg);
     bool handleMJpeg(const HttpResponse& response, const HttpRequest& request,
@@ -112,6 +113,7 @@ private:
     // The requests, on the main thread.
     void startSyncConnection(const HttpRequest& request);
     void startMJpegConnection(const HttpRequest& request);
+    void forgetReply();
     void dropConnections();
     void didReceiveResponse(const HttpResponse& response);
     void didReceiveData(std::string_view bytes);
@@ -122,6 +124,7 @@ private:
     void challengeRefused(ReturnCode code, bool isProbing);
 
     // The stream, on the main thread.
+    void forgetStream();
     void streamDidReceiveResponse(const HttpResponse& response);
     void streamDidReceiveData(std::string_view bytes);
     void partDidReceiveResponse(const HttpResponse& response);

@@ -10,6 +10,10 @@
 namespace ovelo {
 
 void IPCam::startSyncConnection(const HttpRequest& request) {
+    // The former request ends here, before what it brings could be taken for this one's.
+    synchronisedUrlConnection_.reset();
+    forgetReply();
+    reqReturnCode_ = InProgress;
     HttpObserver observer;
     observer.didReceiveResponse = [this](const auto& response) { didReceiveResponse(response); };
     observer.didReceiveData = [this](std::string_view bytes) { didReceiveData(bytes); };
@@ -18,11 +22,19 @@ void IPCam::startSyncConnection(const HttpRequest& request) {
     observer.didReceiveAuthenticationChallenge = [this](int failures) {
         return didReceiveAuthenticationChallenge(failures, true);
     };
-    // The former request ends here: nobody would look at what it still brings.
     synchronisedUrlConnection_ = environment_.http.start(request, std::move(observer));
     if (!synchronisedUrlConnection_) {
         didFailWithError("no web address");
     }
+}
+
+void IPCam::forgetReply() {
+    const Lock lock(lock_);
+    synchronisedUrlData_.clear();
+    synchronisedUrlResponse_.reset();
+    synchronisedUrlCompleted_ = false;
+    isBodyOver_ = false;
+    isBodyTooLarge_ = false;
 }
 
 void IPCam::dropConnections() {
@@ -45,6 +57,7 @@ void IPCam::didReceiveData(std::string_view bytes) {
         const Lock lock(lock_);
         if (bytes.size() <= kMaxPicture - synchronisedUrlData_.size()) {
             synchronisedUrlData_ += bytes;
+            news_.notify_all();
             return;
         }
         isBodyTooLarge_ = true;

@@ -13,6 +13,7 @@ void IPCam::startMJpegConnection(const HttpRequest& request) {
     dropConnections();
     parts_.reset();
     isPartTooLarge_ = false;
+    forgetStream();
     HttpObserver observer;
     observer.didReceiveResponse = [this](const auto& response) {
         streamDidReceiveResponse(response);
@@ -27,6 +28,13 @@ void IPCam::startMJpegConnection(const HttpRequest& request) {
     if (!mjpegUrlConnection_) {
         streamDidFail("no web address");
     }
+}
+
+void IPCam::forgetStream() {
+    const Lock lock(lock_);
+    picture_.reset();
+    isStreamOver_ = false;
+    lastByte_ = lastPart_ = environment_.clock.steady();
 }
 
 /// A reply of one part is taken for that part.

@@ -17,7 +17,7 @@
 
 namespace ovelo {
 
-/// A camera whose server is the test. Its grabber waits 5 ms instead of seconds.
+/// A camera whose server is the test. Its grabber waits 30 ms instead of seconds.
 class IPCamFixture : public ::testing::Test {
 protected:
     IPCamFixture() {
@@ -27,6 +27,12 @@ protected:
     ~IPCamFixture() override {
         cam.reset();
         MainThread::end();
+    }
+
+    /// For what happens after ten waits.
+    void hurry() {
+        timing.wait = std::chrono::milliseconds(5);
+        makeCamera();
     }
 
     void makeCamera() {
@@ -97,9 +103,9 @@ protected:
     TestLog log;
     FakeCameraPictures pictures;
     FakeClock clock;
-    IPCamTiming timing{std::chrono::milliseconds(5), std::chrono::seconds(10),
-                       std::chrono::seconds(60), std::chrono::milliseconds(10),
-                       std::chrono::milliseconds(40)};
+    IPCamTiming timing{std::chrono::milliseconds(30), std::chrono::seconds(10),
+                       std::chrono::seconds(60), std::chrono::milliseconds(30),
+                       std::chrono::milliseconds(120)};
     std::unique_ptr<IPCam> cam;
 };
 

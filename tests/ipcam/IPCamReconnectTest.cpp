@@ -81,7 +81,7 @@ TEST_F(IPCamReconnectTest, SilentStreamIsStartedAgain) {
     ASSERT_TRUE(beginStream());
     http.send(1, part("one"));
     clock.advance(9s);
-    until([] { return false; }, 20ms);
+    until([] { return false; }, 80ms);
     EXPECT_EQ(http.exchanges.size(), 2U);
     clock.advance(1s);
 
@@ -108,7 +108,7 @@ TEST_F(IPCamReconnectTest, StopEndsTheAttempts) {
     ASSERT_TRUE(until([&] { return showsALine(); }));
     cam->stop();
     const auto before = picturefile::stampOf(file);
-    until([] { return false; }, 30ms);
+    until([] { return false; }, 80ms);
 
     EXPECT_EQ(http.exchanges.size(), 1U);
     EXPECT_EQ(picturefile::stampOf(file), before);

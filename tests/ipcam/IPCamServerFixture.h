@@ -23,7 +23,12 @@ namespace ovelo {
 /// Everything from a camera's address to the frames of the device, with a real web client.
 class IPCamServerFixture : public ::testing::Test {
 protected:
-    IPCamServerFixture() { MainThread::begin(); }
+    /// wait  what the grabber takes for a second
+    explicit IPCamServerFixture(std::chrono::milliseconds wait = std::chrono::milliseconds(100))
+        : timing{wait, std::chrono::milliseconds(300), std::chrono::seconds(60),
+                 std::chrono::milliseconds(100), std::chrono::milliseconds(400)} {
+        MainThread::begin();
+    }
     ~IPCamServerFixture() override {
         device.stop();
         cam.stop();
@@ -83,9 +88,7 @@ protected:
     TestLog log;
     QtHttpClient http;
     JpegCameraPictures pictures;
-    IPCamTiming timing{std::chrono::milliseconds(100), std::chrono::milliseconds(300),
-                       std::chrono::seconds(60), std::chrono::milliseconds(100),
-                       std::chrono::milliseconds(400)};
+    const IPCamTiming timing;
     IPCam cam{{http, settings, log.log(), pictures, file, Clock::system(), timing}};
     FrameWatcher watcher;
     PictureFileDevice device{file};

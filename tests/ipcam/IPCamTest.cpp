@@ -1,3 +1,4 @@
+#include "fakes/Eventually.h"
 #include "ipcam/IPCamFixture.h"
 
 namespace ovelo {
@@ -62,7 +63,7 @@ TEST_F(IPCamTest, PictureOfASlowCameraIsAwaited) {
     ASSERT_TRUE(untilRequest(0));
     http.respond(0, head("image/jpeg"));
     http.send(0, "a");
-    EXPECT_FALSE(until([&] { return !pictures.decoded().empty(); }, 15ms));
+    EXPECT_FALSE(until([&] { return !pictures.decoded().empty(); }, 80ms));
     http.send(0, "b");
     http.finish(0);
     ASSERT_TRUE(untilRequest(1));
@@ -71,6 +72,7 @@ TEST_F(IPCamTest, PictureOfASlowCameraIsAwaited) {
 }
 
 TEST_F(IPCamTest, PictureThatDoesNotEndIsTakenAsItIsAfterTenWaits) {
+    hurry();
     cam->start();
     ASSERT_TRUE(untilRequest(0));
     http.respond(0, head("image/jpeg"));
@@ -79,6 +81,24 @@ TEST_F(IPCamTest, PictureThatDoesNotEndIsTakenAsItIsAfterTenWaits) {
 
     EXPECT_EQ(pictures.decoded(), (std::vector<std::string>{"bad half"}));
     EXPECT_TRUE(http.exchanges[0]->isCancelled);
+}
+
+TEST_F(IPCamTest, LateNewsOfARequestIsNotTakenForTheNextOnes) {
+    hurry();
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head("image/jpeg"));
+    http.send(0, "a");
+    ASSERT_TRUE(eventually([&] { return !pictures.decoded().empty(); })); // main is not served
+    http.send(0, "late");
+    http.fail(0, "late");
+    ASSERT_TRUE(untilRequest(1));
+    EXPECT_EQ(cam->reqReturnCode(), 5);
+    replyPicture(1, "b");
+    ASSERT_TRUE(untilRequest(2));
+
+    EXPECT_EQ(pictures.decoded(), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(IPCamTest, DamagedPicturesAreLeftOutAndSaidOnce) {
@@ -177,13 +197,36 @@ TEST_F(IPCamTest, ResponseWithoutABodyEndsTheGrabber) {
     cam->start();
     ASSERT_TRUE(untilRequest(0));
     http.respond(0, head("image/jpeg"));
+    http.finish(0);
     ASSERT_TRUE(untilEnded());
 
     EXPECT_EQ(cam->reqReturnCode(), 2);
     EXPECT_TRUE(log.text().ends_with(": IPCam frameGrabberThread: failed to get data."));
 }
 
+TEST_F(IPCamTest, ResponseWhoseBodyDoesNotBeginEndsTheGrabber) {
+    hurry();
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head(kStream));
+    ASSERT_TRUE(untilEnded());
+
+    EXPECT_TRUE(log.text().ends_with(": IPCam frameGrabberThread: failed to get data."));
+    EXPECT_EQ(http.exchanges.size(), 1U);
+}
+
+TEST_F(IPCamTest, StreamMayBeginWithSilence) {
+    cam->start();
+    ASSERT_TRUE(untilRequest(0));
+    http.respond(0, head(kStream));
+    EXPECT_FALSE(until([&] { return http.exchanges.size() > 1; }, 80ms));
+    http.send(0, "--b\r\n");
+
+    EXPECT_TRUE(untilRequest(1));
+}
+
 TEST_F(IPCamTest, SilentServerIsGivenUpAfterTenWaits) {
+    hurry();
     const auto begin = std::chrono::steady_clock::now();
     cam->start();
     ASSERT_TRUE(untilEnded());
@@ -244,7 +287,7 @@ TEST_F(IPCamTest, WritesNothingAfterStop) {
     replyPicture(0, "x");
     cam->stop();
     const auto before = picturefile::stampOf(file);
-    until([] { return false; }, 20ms);
+    until([] { return false; }, 80ms);
 
     EXPECT_EQ(picturefile::stampOf(file), before);
 }
@@ -253,7 +296,7 @@ TEST_F(IPCamTest, SecondStartIsHarmless) {
     cam->start();
     ASSERT_TRUE(untilRequest(0));
     cam->start();
-    until([] { return false; }, 15ms);
+    until([] { return false; }, 80ms);
 
     EXPECT_EQ(http.exchanges.size(), 1U);
 }
@@ -267,6 +310,8 @@ TEST_F(IPCamTest, MayBeDestroyedWhileItRuns) {
 }
 
 TEST_F(IPCamTest, HugePictureIsLeftOut) {
+    timing.wait = 200ms; // ten of them, for all that is sent
+    makeCamera();
     cam->start();
     ASSERT_TRUE(untilRequest(0));
     http.respond(0, head("image/jpeg"));

@@ -251,6 +251,38 @@ TEST_F(QtHttpClientLoginTest, ExpiredNonceIsNoRejection) {
     EXPECT_EQ(server.requestCount(), 3U);
 }
 
+TEST_F(QtHttpClientLoginTest, ServerToWhichAnotherPointsIsToldNothing) {
+    const HttpServer stranger(basicServer("Ym9iOnNlY3JldA=="));
+    const HttpServer server(
+        HttpServer::always("302 Found", "", "Location: " + stranger.url() + "\r\n"));
+    auto request = requestFor(server.url());
+    request.followRedirects = true;
+
+    ASSERT_TRUE(seen.run(client, request, [](int) { return HttpCredentials{"bob", "secret"}; }));
+
+    EXPECT_EQ(seen.calls, "RDF");
+    EXPECT_EQ(seen.response.status, 401);
+    EXPECT_EQ(stranger.requestCount(), 1U);
+}
+
+TEST_F(QtHttpClientLoginTest, ServerThatPointsToItselfIsToldTheLogin) {
+    const auto login = basicServer("Ym9iOnNlY3JldA==");
+    const HttpServer server([&](const Request& request, Client& peer) {
+        if (request.firstLine().starts_with("GET / ")) {
+            peer.reply("302 Found", "", "Location: /picture\r\n");
+        } else {
+            login(request, peer);
+        }
+    });
+    auto request = requestFor(server.url());
+    request.followRedirects = true;
+
+    ASSERT_TRUE(seen.run(client, request, [](int) { return HttpCredentials{"bob", "secret"}; }));
+
+    EXPECT_EQ(seen.calls, "CRDF");
+    EXPECT_EQ(seen.body, "picture");
+}
+
 TEST_F(QtHttpClientLoginTest, UnknownKindOfLoginIsAReplyLikeAnyOther) {
     HttpServer server(
         HttpServer::always("401 Unauthorized", "no", "WWW-Authenticate: Token realm=\"x\"\r\n"));
