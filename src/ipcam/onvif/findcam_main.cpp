@@ -101,11 +101,15 @@ int findAll(HttpClient& http) {
         fmt::print(stderr, "ovelo-findcam: {}\n", found.error());
         return EXIT_FAILURE;
     }
+    if (found.value().empty()) {
+        fmt::print(stderr, "ovelo-findcam: no camera has answered\n");
+        return EXIT_FAILURE;
+    }
     for (const FoundCamera& camera : found.value()) {
         fmt::print("{} {}\n", printable(camera.addresses.front()), printable(camera.name));
         query(http, camera.addresses.front(), std::nullopt);
     }
-    return found.value().empty() ? EXIT_FAILURE : EXIT_SUCCESS;
+    return EXIT_SUCCESS;
 }
 
 } // namespace
