@@ -16,6 +16,7 @@
 #include <functional>
 #include <optional>
 #include <random>
+#include <utility>
 
 namespace ovelo {
 
@@ -49,7 +50,7 @@ FileDescriptor openSocket(const std::string& interface) {
 /// One search, and what it has found so far.
 class Search {
 public:
-    explicit Search(const CameraFinder::Options& options) : options_(options) {}
+    explicit Search(CameraFinder::Options options) : options_(std::move(options)) {}
 
     std::optional<Failure> begin() {
         to_.sin_family = AF_INET;

@@ -14,10 +14,10 @@ constexpr int kUnauthorized = 401;
 
 } // namespace
 
-OnvifQuery::OnvifQuery(Environment environment, const std::string& address,
+OnvifQuery::OnvifQuery(Environment environment, std::string address,
                        std::function<void(const Outcome&)> done)
     : environment_(std::move(environment))
-    , address_(address)
+    , address_(std::move(address))
     , done_(std::move(done)) {
 }
 

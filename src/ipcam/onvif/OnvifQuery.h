@@ -32,7 +32,7 @@ public:
 
     /// address  of the camera's device service
     /// done     called once, unless it is destroyed before
-    OnvifQuery(Environment environment, const std::string& address,
+    OnvifQuery(Environment environment, std::string address,
                std::function<void(const Outcome&)> done);
     ~OnvifQuery() = default;
     OnvifQuery(const OnvifQuery&) = delete;

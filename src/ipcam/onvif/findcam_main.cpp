@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <optional>
 #include <random>
 #include <string>
@@ -112,9 +113,7 @@ int findAll(HttpClient& http) {
     return EXIT_SUCCESS;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.size() == 1 && arguments.front() == "--help") {
         fmt::print("{}", kHelp);
@@ -135,4 +134,17 @@ int main(int argc, char** argv) {
     }
     fmt::print("{}\n", arguments.front());
     return query(http, arguments.front(), credentials) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& failure) {
+        std::fputs("ovelo-findcam: ", stderr);
+        std::fputs(failure.what(), stderr);
+        std::fputs("\n", stderr);
+        return EXIT_FAILURE;
+    }
 }
