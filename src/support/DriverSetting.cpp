@@ -28,9 +28,9 @@ constexpr const char* kInstallScript =
 std::string commandOf(const std::vector<std::string>& words) {
     std::string command;
     for (const std::string& word : words) {
-        command += command.empty() ? "\"" : " \"";
+        command += command.empty() ? R"(")" : R"( ")";
         for (const char letter : word) {
-            command += letter == '"' ? "\"\"\"" : std::string(1, letter);
+            command += letter == '"' ? R"(""")" : std::string(1, letter);
         }
         command += '"';
     }

@@ -71,7 +71,7 @@ QWidget* CameraItemPanel::fields() {
     form->addRow(u"&URL:"_s, url_);
     form->addRow(QString(), layouts::note(u"Where the camera gives a JPEG picture or an MJPEG "
                                           "stream; its manual tells."_s));
-    form->addRow(u"U&ser name:"_s, user_);
+    form->addRow(u"User na&me:"_s, user_);
     form->addRow(u"&Password:"_s, password_);
     form->addRow(QString(), layouts::showPasswordBox(*password_));
     return fields;

@@ -87,6 +87,13 @@ My_XMLElement::elementsForXPath(const char* path, const std::vector<std::string>
     return elements;
 }
 
+std::string My_XMLElement::textContent() const {
+    xmlChar* const text = ::xmlNodeGetContent(node());
+    auto content = XMLUtilities::stringWithXMLChar(text);
+    ::xmlFree(text);
+    return std::move(content).value_or("");
+}
+
 std::map<std::string, std::string> My_XMLElement::attributes() const {
     std::map<std::string, std::string> result;
     if (node()->type != XML_ELEMENT_NODE) {

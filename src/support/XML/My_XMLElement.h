@@ -30,6 +30,9 @@ public:
     elementsForXPath(const char* path, const std::vector<std::string>& prepareNamespaces,
                      XMLError* error) const;
 
+    /// All text inside the element, as it stands; "" when there is none.
+    [[nodiscard]] std::string textContent() const;
+
     /// The attributes that are not empty, by name.
     [[nodiscard]] std::map<std::string, std::string> attributes() const;
 

@@ -220,6 +220,12 @@ TEST(XMLDocumentTest, SeveralThreadsMayReadDocumentsOfTheirOwn) {
     }
 }
 
+TEST(XMLDocumentTest, TextContentIsAllTextInsideTheElement) {
+    const auto document = parse("<a>1<b> &amp; </b><![CDATA[<2>]]></a>");
+    EXPECT_EQ(document->rootElement().textContent(), "1 & <2>");
+    EXPECT_EQ(parse("<a/>")->rootElement().textContent(), "");
+}
+
 using XMLDocumentDeathTest = ::testing::Test;
 
 TEST(XMLDocumentDeathTest, MissingAttributeNameIsOurOwnMistake) {
