@@ -108,12 +108,13 @@ public:
     [[nodiscard]] bool isRecording() const { return recording_.isRecording(); }
     [[nodiscard]] bool isPlaying() const { return playback_.isPlaying(); }
     [[nodiscard]] bool isSendingEmail() const;
+    [[nodiscard]] bool isTestingEmail() const;
     [[nodiscard]] MotionLevel motionLevel() const { return motion_.level(); }
     [[nodiscard]] float audioLevel() const { return audioLevel_; }
     void setAudioLevel(float level);
 
     /// A property of this name has another value now: those of SourceSelection, "audioLevel",
-    /// "recording" and "sendingEmail".
+    /// "recording" and "sendingEmail" (which tells of isTestingEmail(), too).
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
 private:

@@ -118,6 +118,7 @@ QWidget* OptionsPanel::accountPart() {
     password_ = new SettingLineEdit(settings_, "password", refusalOfPassword, outcome);
     password_->setAccessibleName(u"Viewer password"_s);
     password_->setEchoMode(QLineEdit::Password);
+    password_->keepBlanks();
 
     auto* form = layouts::form();
     form->addRow(u"Account &e-mail:"_s, email_);
