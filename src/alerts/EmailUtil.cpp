@@ -116,7 +116,6 @@ void EmailUtil::sendTestEmail(const AlertFunction& alert) {
         environment_.log.write(fmt::format("Email error: {}\n", failure.what()));
         endTest(failed(failure.what()), alert);
     }
-    announce();
 }
 
 void EmailUtil::startTest(const Account& account, const AlertFunction& alert) {
@@ -131,6 +130,7 @@ void EmailUtil::startTest(const Account& account, const AlertFunction& alert) {
     if (!isStarted) {
         throw MailException("Too many mails are being sent.");
     }
+    announce();
 }
 
 EmailUtil::Outcome EmailUtil::runTest(const Account& account, const std::stop_token& stop) const {

@@ -97,13 +97,23 @@ void MotionDetector::startAfresh() {
 }
 
 MotionLevel MotionDetector::level() const {
-    const Clock::Steady watchedAt{Clock::Steady::duration(watchedAt_.load())};
-    const bool isWatching =
-        watchedAt_ != kNeverWatched && environment_.clock.steady() - watchedAt <= kWatchedWithin;
+    const bool isAnyOn = isWanted();
+    const bool isWatching = isAnyOn && hasWatchedLately();
     const Seen seen = seen_.load();
     const bool hasRatio = isWatching && seen.ratio >= 0;
-    return {isWatching, hasRatio ? std::optional<double>(seen.ratio) : std::nullopt,
-            seen.threshold};
+    return {.isWanted = isAnyOn,
+            .isWatching = isWatching,
+            .ratio = hasRatio ? std::optional<double>(seen.ratio) : std::nullopt,
+            .threshold = seen.threshold};
+}
+
+bool MotionDetector::hasWatchedLately() const {
+    const auto watchedAt = watchedAt_.load(); // once, for the capture thread changes it
+    if (watchedAt == kNeverWatched) {
+        return false;
+    }
+    return environment_.clock.steady() - Clock::Steady(Clock::Steady::duration(watchedAt)) <=
+           kWatchedWithin;
 }
 
 bool MotionDetector::isOn(const char* key) const {

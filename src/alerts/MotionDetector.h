@@ -2,6 +2,7 @@
 
 #include "alerts/MotionEvent.h"
 #include "alerts/MotionImages.h"
+#include "alerts/MotionLevel.h"
 #include "platform/Clock.h"
 #include "platform/Data.h"
 #include "platform/Timer.h"
@@ -21,13 +22,6 @@ class Logger;
 class MotionDocument;
 class Settings;
 struct AlertSpacing;
-
-/// What the window shows of the motion detector.
-struct MotionLevel {
-    bool isWatching = false;     // an alert is switched on and pictures come
-    std::optional<double> ratio; // of changed pixels; none before two pictures were compared
-    double threshold = 0;        // above which the ratio is motion
-};
 
 /// Looks at one frame in two seconds, decides whether something moved, and starts the alerts that
 /// the user has switched on: an e-mail, a recording, push notifications, a command.
@@ -97,6 +91,7 @@ private:
     [[nodiscard]] bool isOn(const char* key) const;
     [[nodiscard]] bool hasAlertCommand() const;
     [[nodiscard]] bool isWanted() const;
+    [[nodiscard]] bool hasWatchedLately() const;
     void examine(const VideoFrame& frame);
     void setThreshold();
     void encode(const VideoFrame& scaled);

@@ -120,6 +120,7 @@ public:
     [[nodiscard]] bool isRecording() const { return recording_.isRecording(); }
     [[nodiscard]] bool isPlaying() const { return playback_.isPlaying(); }
     [[nodiscard]] bool isSendingEmail() const;
+    [[nodiscard]] bool isTestingEmail() const;
     /// Why viewers cannot come in from the internet, in one sentence; "" when they can, as far as the
     /// router knows, and before anything is known.
     [[nodiscard]] std::string reachability() const;
@@ -128,7 +129,7 @@ public:
     void setAudioLevel(float level);
 
     /// A property of this name has another value now: those of SourceSelection, "audioLevel",
-    /// "recording", "sendingEmail" and "reachability".
+    /// "recording", "sendingEmail" (which tells of isTestingEmail(), too) and "reachability".
     sigc::signal<void(const std::string&)>& propertyChanged() { return propertyChanged_; }
 
 private:

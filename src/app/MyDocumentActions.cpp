@@ -94,6 +94,10 @@ bool MyDocument::isSendingEmail() const {
     return environment_.email.isSending();
 }
 
+bool MyDocument::isTestingEmail() const {
+    return environment_.email.isTesting();
+}
+
 void MyDocument::showAlert(const std::string& message, const std::string& informativeText) {
     if (!closed_ && window_ != nullptr) {
         window_->runAlert(message, informativeText);

@@ -14,13 +14,20 @@ namespace {
 constexpr std::size_t kLongestReply = 300; // a server may say more than an alert can show
 
 void hide(std::string& text, const std::string& secret) {
-    if (secret.empty()) {
-        return;
-    }
     for (auto at = text.find(secret); at != std::string::npos; at = text.find(secret, at)) {
         text.replace(at, secret.size(), "...");
         at += 3;
     }
+}
+
+void hidePassword(std::string& text, const SmtpRoute& route) {
+    if (route.password.empty()) {
+        return;
+    }
+    using namespace std::string_literals;
+    hide(text, mailencoding::base64("\0"s + route.user + "\0"s + route.password));
+    hide(text, mailencoding::base64(route.password));
+    hide(text, route.password);
 }
 
 /// As in "smtp.example.org, port 465".
@@ -96,21 +103,16 @@ std::string describe(const Circumstances& what) {
 } // namespace
 
 std::string harmless(const std::string& text, const SmtpRoute& route) {
-    std::string result = isUtf8(text) ? text : std::string();
-    if (result.empty()) {
-        for (const char character : text) {
-            result += static_cast<unsigned char>(character) < 0x80 ? character : '?';
-        }
-    }
-    if (!route.password.empty()) {
-        using namespace std::string_literals;
-        hide(result, mailencoding::base64("\0"s + route.user + "\0"s + route.password));
-        hide(result, mailencoding::base64(route.password));
-        hide(result, route.password);
-    }
+    std::string result = text;
+    hidePassword(result, route); // first, for it is found only as it was sent
+    const bool isReadable = isUtf8(result);
     for (char& character : result) {
         const auto byte = static_cast<unsigned char>(character);
-        character = byte < ' ' || byte == 0x7F ? ' ' : character;
+        if (byte < ' ' || byte == 0x7F) {
+            character = ' ';
+        } else if (byte >= 0x80 && !isReadable) {
+            character = '?';
+        }
     }
     result.resize(mailencoding::wholeCharacters(result, kLongestReply));
     result.erase(result.find_last_not_of(' ') + 1);

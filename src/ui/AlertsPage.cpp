@@ -2,18 +2,19 @@
 
 #include "platform/Settings.h"
 #include "ui/Layouts.h"
+#include "ui/MotionBar.h"
 #include "ui/SettingCheckBox.h"
 #include "ui/SettingComboBox.h"
 #include "ui/SettingLineEdit.h"
 #include "ui/Text.h"
 
 #include <QFormLayout>
-#include <QIntValidator>
 #include <QLabel>
 #include <QLocale>
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <optional>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -34,14 +35,38 @@ std::optional<QString> anythingGoes(const QString& /*text*/) {
     return std::nullopt;
 }
 
-void sayNothing(const std::optional<QString>& /*refusal*/) {
+std::optional<QString> refusalOfSpacing(const QString& text) {
+    bool isNumber = false;
+    const int seconds = text.toInt(&isNumber);
+    if (text.isEmpty() || (isNumber && seconds >= 0 && seconds <= kLongestSpacing)) {
+        return std::nullopt;
+    }
+    return u"That is a number of seconds, %1 (a day) at most; the former one is kept."_s.arg(
+        kLongestSpacing);
+}
+
+QString sentenceFor(const MotionLevel& level) {
+    if (!level.isWanted) {
+        return u"Nobody watches for motion: choose above what shall be done."_s;
+    }
+    if (!level.isWatching) {
+        return u"Nobody watches for motion, because no live pictures come."_s;
+    }
+    if (!level.ratio) {
+        return u"The first picture has been looked at; the next one tells."_s;
+    }
+    const QString sentence =
+        *level.ratio > level.threshold
+            ? u"%1 % of the picture has changed: that is motion (more than %2 %)."_s
+            : u"%1 % of the picture has changed; motion is more than %2 %."_s;
+    return sentence.arg(percent(*level.ratio), percent(level.threshold));
 }
 
 } // namespace
 
-AlertsPage::AlertsPage(Settings& settings, Readings readings)
+AlertsPage::AlertsPage(Settings& settings, Level level)
     : settings_(settings)
-    , readings_(std::move(readings))
+    , level_(std::move(level))
     , timer_(new QTimer(this)) {
     auto* parts = new QVBoxLayout(this);
     parts->setSpacing(16);
@@ -100,35 +125,46 @@ QWidget* AlertsPage::sensitivityPart() {
 }
 
 QWidget* AlertsPage::commandPart() {
-    command_ = new SettingLineEdit(settings_, "alertCommand", anythingGoes, sayNothing,
-                                   SettingLineEdit::WhenEmpty::Remove);
+    command_ = new SettingLineEdit(
+        settings_, "alertCommand", anythingGoes,
+        [this](const std::optional<QString>& refusal) { say(refusal.value_or(QString())); },
+        SettingLineEdit::WhenEmpty::Remove);
     command_->setAccessibleName(u"Command to run on motion"_s);
     command_->setPlaceholderText(u"none"_s);
-    spacing_ = new SettingLineEdit(settings_, "alertCommandSpacing", anythingGoes, sayNothing,
-                                   SettingLineEdit::WhenEmpty::Remove);
-    spacing_->setAccessibleName(u"Seconds between two runs of the command"_s);
-    spacing_->setValidator(new QIntValidator(0, kLongestSpacing, spacing_));
-    spacing_->setPlaceholderText(u"10"_s);
+    spacing_ = spacingField();
+    hint_ = layouts::note();
+    hint_->setObjectName(u"commandHint"_s);
+    hint_->hide();
     auto* form = layouts::form();
     form->addRow(u"Co&mmand:"_s, command_);
     form->addRow(u"At most e&very (s):"_s, spacing_);
+    form->addRow(hint_);
     form->addRow(
         layouts::note(u"Runs at every motion at once, without a shell, with the picture on its "
                       "standard input."_s));
     return layouts::section(u"Run a program of your own"_s, form);
 }
 
+SettingLineEdit* AlertsPage::spacingField() {
+    auto* field = new SettingLineEdit(
+        settings_, "alertCommandSpacing", refusalOfSpacing,
+        [this](const std::optional<QString>& refusal) { say(refusal.value_or(QString())); },
+        SettingLineEdit::WhenEmpty::Remove);
+    field->setAccessibleName(u"Seconds between two runs of the command"_s);
+    field->setPlaceholderText(u"10"_s);
+    return field;
+}
+
+void AlertsPage::say(const QString& text) {
+    hint_->setText(text);
+    hint_->setVisible(!text.isEmpty());
+}
+
 void AlertsPage::refresh() {
-    const std::optional<MotionBar::Reading> reading = readings_();
-    bar_->setReading(reading);
-    if (!reading) {
-        words_->setText(u"Nobody watches for motion: choose above what shall be done."_s);
-        return;
-    }
-    const QString sentence =
-        bar_->isMotion() ? u"%1 % of the picture has changed: that is motion (more than %2 %)."_s
-                         : u"%1 % of the picture has changed; motion is more than %2 %."_s;
-    words_->setText(sentence.arg(percent(reading->ratio), percent(reading->threshold)));
+    const MotionLevel level = level_();
+    bar_->setReading(level.ratio ? std::optional(MotionBar::Reading{*level.ratio, level.threshold})
+                                 : std::nullopt);
+    words_->setText(sentenceFor(level));
 }
 
 } // namespace ovelo

@@ -1,13 +1,12 @@
 #pragma once
 
-#include "ui/MotionBar.h"
+#include "alerts/MotionLevel.h"
 
 #include <QWidget>
 
 #include <sigc++/sigc++.h>
 
 #include <functional>
-#include <optional>
 
 class QLabel;
 class QLayout;
@@ -15,6 +14,7 @@ class QTimer;
 
 namespace ovelo {
 
+class MotionBar;
 class SettingLineEdit;
 class Settings;
 
@@ -23,10 +23,10 @@ class Settings;
 /// thread  main
 class AlertsPage final : public QWidget {
 public:
-    /// The last reading of the detector, if it watches.
-    using Readings = std::function<std::optional<MotionBar::Reading>()>;
+    /// What the detector has seen last.
+    using Level = std::function<MotionLevel()>;
 
-    AlertsPage(Settings& settings, Readings readings);
+    AlertsPage(Settings& settings, Level level);
     ~AlertsPage() override;
 
 protected:
@@ -37,14 +37,17 @@ private:
     QWidget* actionsPart();
     QWidget* sensitivityPart();
     QWidget* commandPart();
+    SettingLineEdit* spacingField();
+    void say(const QString& text);
     void refresh();
 
     Settings& settings_;
-    Readings readings_;
+    Level level_;
     MotionBar* bar_ = nullptr;
     QLabel* words_ = nullptr;
     SettingLineEdit* command_ = nullptr;
     SettingLineEdit* spacing_ = nullptr;
+    QLabel* hint_ = nullptr;
     QTimer* timer_; // runs while the page is seen
 };
 

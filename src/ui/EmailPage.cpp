@@ -57,7 +57,9 @@ EmailPage::EmailPage(MyDocument& document, Settings& settings)
     column->addWidget(layouts::section(u"Your mail account"_s, content));
     column->addStretch(1);
     document_.propertyChanged().connect(sigc::mem_fun(*this, &EmailPage::documentChanged));
+    settings_.changed().connect(sigc::mem_fun(*this, &EmailPage::refreshPort));
     refreshSending();
+    refreshPort();
 }
 
 EmailPage::~EmailPage() {
@@ -80,16 +82,16 @@ SettingLineEdit* EmailPage::field(const char* key, const QString& accessibleName
 QFormLayout* EmailPage::fields() {
     SettingLineEdit* host = field("smtpHost", u"Mail server"_s);
     host->setPlaceholderText(u"smtp.example.org"_s);
-    SettingLineEdit* port = field("smtpPort", u"Mail server's port"_s);
-    port->setPlaceholderText(u"465"_s);
+    port_ = field("smtpPort", u"Mail server's port"_s);
     SettingLineEdit* email = field("smtpEmail", u"E-mail address for alerts"_s);
     SettingLineEdit* login = field("smtpLogin", u"Mail login"_s);
     SettingLineEdit* password = field("smtpPass", u"Mail password"_s);
     password->setEchoMode(QLineEdit::Password);
+    password->keepBlanks();
 
     auto* form = layouts::form();
     form->addRow(u"&Host:"_s, host);
-    form->addRow(u"Po&rt:"_s, port);
+    form->addRow(u"Po&rt:"_s, port_);
     form->addRow(QString(),
                  new SettingCheckBox(settings_, "smtpSsl", u"Use a secure &connection"_s, true));
     form->addRow(u"E-mail &address:"_s, email);
@@ -124,9 +126,15 @@ void EmailPage::documentChanged(const std::string& property) {
 }
 
 void EmailPage::refreshSending() {
-    const bool isSending = document_.isSendingEmail();
-    sending_->setVisible(isSending);
-    test_->setEnabled(!isSending);
+    sending_->setVisible(document_.isSendingEmail());
+    // An alert that hangs is a reason to try the account.
+    test_->setEnabled(!document_.isTestingEmail());
+}
+
+/// What an empty port stands for.
+void EmailPage::refreshPort() {
+    const bool isSecure = !settings_.contains("smtpSsl") || settings_.boolean("smtpSsl");
+    port_->setPlaceholderText(isSecure ? u"465"_s : u"25"_s);
 }
 
 void EmailPage::say(const QString& text) {

@@ -31,6 +31,7 @@ private:
     QWidget* buttons();
     void documentChanged(const std::string& property);
     void refreshSending();
+    void refreshPort();
     void say(const QString& text);
 
     MyDocument& document_;
@@ -39,6 +40,7 @@ private:
     QLabel* hint_ = nullptr;
     QLabel* sending_ = nullptr;
     QPushButton* test_ = nullptr;
+    SettingLineEdit* port_ = nullptr;
 };
 
 } // namespace ovelo

@@ -42,14 +42,6 @@ std::optional<QString> refusalOfPassword(const QString& password) {
     return u"Without a password anybody could watch; the former one is kept."_s;
 }
 
-std::optional<MotionBar::Reading> motionReading(const MyDocument& document) {
-    const MotionLevel level = document.motionLevel();
-    if (!level.isWatching) {
-        return std::nullopt;
-    }
-    return MotionBar::Reading{level.ratio.value_or(0), level.threshold};
-}
-
 QVBoxLayout* column() {
     auto* column = new QVBoxLayout;
     column->setSpacing(6);
@@ -74,7 +66,7 @@ OptionsPanel::OptionsPanel(MyDocument& document, Settings& settings, Logger& log
     auto* pages = new QTabWidget;
     pages->setObjectName(u"optionPages"_s);
     pages->addTab(generalPage(), u"General"_s);
-    pages->addTab(new AlertsPage(settings_, [this] { return motionReading(document_); }),
+    pages->addTab(new AlertsPage(settings_, [this] { return document_.motionLevel(); }),
                   u"Motion"_s);
     pages->addTab(new EmailPage(document_, settings_), u"E-mail"_s);
     auto* column = new QVBoxLayout(this);
@@ -132,6 +124,7 @@ QWidget* OptionsPanel::accountPart() {
     password_ = new SettingLineEdit(settings_, "password", refusalOfPassword, outcome);
     password_->setAccessibleName(u"Viewer password"_s);
     password_->setEchoMode(QLineEdit::Password);
+    password_->keepBlanks();
 
     auto* form = layouts::form();
     form->addRow(u"Account &e-mail:"_s, email_);

@@ -26,9 +26,9 @@ void SettingLineEdit::retire() {
 
 void SettingLineEdit::commit() {
     setModified(false);
-    const QString entered = text().trimmed();
-    if (entered == stored()) {
-        setText(entered);
+    const QString entered = keepsBlanks_ ? text() : text().trimmed();
+    if (text() == stored() || entered == stored()) { // nothing to store, and no blank to take away
+        setText(stored());
         return;
     }
     const std::optional<QString> refusal = check_(entered);

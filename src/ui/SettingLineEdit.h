@@ -31,6 +31,9 @@ public:
     SettingLineEdit(Settings& settings, std::string key, Check check, Outcome outcome,
                     WhenEmpty whenEmpty = WhenEmpty::Store);
 
+    /// Blanks at both ends belong to the text, as in a password; else they are left out.
+    void keepBlanks() { keepsBlanks_ = true; }
+
     /// Stores and tells nothing any more. Who gave `outcome` calls this at its end: a line that has
     /// the focus loses it while its window is destroyed, and would finish the edit then.
     void retire();
@@ -46,6 +49,7 @@ private:
     Check check_;
     Outcome outcome_;
     WhenEmpty whenEmpty_;
+    bool keepsBlanks_ = false;
 };
 
 } // namespace ovelo

@@ -2,8 +2,8 @@
 
 #include "alerts/AlertCommand.h"
 #include "fakes/FakeClock.h"
+#include "fakes/HttpServer.h"
 #include "fakes/QtWait.h"
-#include "fakes/RequestRecorder.h"
 #include "fakes/TestLog.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
@@ -47,7 +47,7 @@ protected:
     void follow(const std::string& address) {
         std::string line = lineWith(address);
         ASSERT_FALSE(line.empty()) << address;
-        line.replace(line.find(address), address.size(), server->url());
+        line.replace(line.find(address), address.size(), server->url(""));
         const std::string shell = "PATH='" SETTINGS_FOLDER "':$PATH XDG_CONFIG_HOME='" +
                                   folder.path().string() + "' " + line;
         ASSERT_EQ(std::system(shell.c_str()), 0) << shell;
@@ -74,13 +74,14 @@ protected:
     TestLog log;
     std::string picture;
     bool isToFail = false;
-    std::unique_ptr<RequestRecorder> server = std::make_unique<RequestRecorder>();
-    RequestRecorder::Request request;
+    std::unique_ptr<HttpServer> server =
+        std::make_unique<HttpServer>(HttpServer::always("200 OK", "ok"));
+    HttpServer::Request request;
 };
 
 TEST_F(AlertCommandRecipesTest, NtfyGetsThePictureAsAFileOfTheTopic) {
     follow("https://ntfy.example.org");
-    EXPECT_THAT(request.line, StartsWith("PUT /front-door HTTP/"));
+    EXPECT_THAT(request.firstLine(), StartsWith("PUT /front-door HTTP/"));
     EXPECT_EQ(request.header("Filename"), "motion.jpg");
     EXPECT_EQ(request.header("Title"), "Motion");
     EXPECT_EQ(request.body, picture);
@@ -88,7 +89,7 @@ TEST_F(AlertCommandRecipesTest, NtfyGetsThePictureAsAFileOfTheTopic) {
 
 TEST_F(AlertCommandRecipesTest, TelegramGetsThePictureAsAPhotoOfTheChat) {
     follow("https://api.telegram.org");
-    EXPECT_THAT(request.line, StartsWith("POST /bot123456:TOKEN/sendPhoto HTTP/"));
+    EXPECT_THAT(request.firstLine(), StartsWith("POST /bot123456:TOKEN/sendPhoto HTTP/"));
     EXPECT_THAT(request.header("Content-Type"), StartsWith("multipart/form-data; boundary="));
     EXPECT_THAT(request.body, HasSubstr("name=\"chat_id\"\r\n\r\n42\r\n"));
     EXPECT_THAT(request.body, HasSubstr("name=\"photo\"; filename=\"motion.jpg\"\r\n"
@@ -98,7 +99,7 @@ TEST_F(AlertCommandRecipesTest, TelegramGetsThePictureAsAPhotoOfTheChat) {
 
 TEST_F(AlertCommandRecipesTest, HomeAssistantGetsWhatHappened) {
     follow("http://homeassistant.local:8123");
-    EXPECT_THAT(request.line, StartsWith("POST /api/webhook/ovelo-motion HTTP/"));
+    EXPECT_THAT(request.firstLine(), StartsWith("POST /api/webhook/ovelo-motion HTTP/"));
     EXPECT_EQ(request.header("Content-Type"), "application/x-www-form-urlencoded");
     EXPECT_EQ(request.body,
               "event=motion&time=2023-11-14T22%3A13%3A20Z&ratio=0.250000&threshold=0.050000");
@@ -106,7 +107,7 @@ TEST_F(AlertCommandRecipesTest, HomeAssistantGetsWhatHappened) {
 
 TEST_F(AlertCommandRecipesTest, AServerThatRefusesIsInTheEventLog) {
     isToFail = true;
-    server = std::make_unique<RequestRecorder>("404 Not Found");
+    server = std::make_unique<HttpServer>(HttpServer::always("404 Not Found", "no"));
     follow("https://ntfy.example.org");
     EXPECT_THAT(log.text(), HasSubstr("Alert command failed: curl: exit status 22 - curl: (22) The "
                                       "requested URL returned error: 404"));

@@ -231,9 +231,12 @@ TEST_F(MotionDetectorTest, AfterAResetTheNextFrameIsAFirstOneAndIsExaminedAtOnce
 }
 
 TEST_F(MotionDetectorTest, TheLevelSaysWhetherAnybodyWatches) {
+    EXPECT_FALSE(detector.level().isWanted);
     EXPECT_FALSE(detector.level().isWatching);
     EXPECT_NEAR(detector.level().threshold, 0.05, 1e-6);
     settings.setBoolean("useMotionRecord", true);
+    EXPECT_TRUE(detector.level().isWanted);
+    EXPECT_FALSE(detector.level().isWatching);
     move();
     EXPECT_TRUE(detector.level().isWatching);
     EXPECT_FALSE(detector.level().ratio);
@@ -242,6 +245,8 @@ TEST_F(MotionDetectorTest, TheLevelSaysWhetherAnybodyWatches) {
     EXPECT_EQ(detector.level().ratio, 1.0);
 
     settings.setBoolean("useMotionRecord", false);
+    EXPECT_FALSE(detector.level().isWanted);
+    EXPECT_FALSE(detector.level().isWatching);
     moveAfter(2s);
     EXPECT_FALSE(detector.level().isWatching);
     EXPECT_FALSE(detector.level().ratio);
@@ -254,6 +259,7 @@ TEST_F(MotionDetectorTest, TheLevelSaysThatNobodyWatchesWhenNoFramesCome) {
     EXPECT_TRUE(detector.level().isWatching);
     clock.advance(1us);
     EXPECT_FALSE(detector.level().isWatching);
+    EXPECT_TRUE(detector.level().isWanted);
 }
 
 } // namespace

@@ -59,6 +59,32 @@ TEST_F(PushNotifierWebTest, RedirectionIsLoggedAndNotFollowed) {
     EXPECT_EQ(server.requestCount(), 1U);
 }
 
+TEST_F(PushNotifierWebTest, ErrorOfTheServiceIsLoggedAsAnyAnswerAndNotRetried) {
+    HttpServer server(HttpServer::always("500 Internal Server Error", "broken"));
+    use(server.url());
+
+    ASSERT_TRUE(send("phone"));
+
+    EXPECT_TRUE(logs("<broken>"));
+    EXPECT_TRUE(events.contains("return code: 500\n"));
+    EXPECT_FALSE(events.contains("failed"));
+    EXPECT_EQ(server.requestCount(), 1U);
+}
+
+TEST_F(PushNotifierWebTest, AnswerThatIsCutOffIsLoggedAsAFailureAndNotRetried) {
+    HttpServer server([](const HttpServer::Request&, HttpServer::Client& peer) {
+        peer.send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf");
+        peer.close();
+    });
+    use(server.url());
+
+    ASSERT_TRUE(send("phone"));
+
+    EXPECT_TRUE(logs("Push Notification registration failed: "));
+    EXPECT_TRUE(events.contains("<half>"));
+    EXPECT_EQ(server.requestCount(), 1U);
+}
+
 TEST_F(PushNotifierWebTest, ServiceThatIsNotThereIsLogged) {
     use("http://127.0.0.1:1");
 

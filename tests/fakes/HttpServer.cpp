@@ -1,5 +1,7 @@
 #include "fakes/HttpServer.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -26,7 +28,7 @@ public:
             }
         }
         request.head = take(end + 4);
-        const std::size_t size = bodySize(request.head);
+        const std::size_t size = std::stoul("0" + request.header("Content-Length"));
         while (kept_.size() < size) {
             if (!readMore()) {
                 return std::nullopt;
@@ -37,12 +39,6 @@ public:
     }
 
 private:
-    static std::size_t bodySize(const std::string& head) {
-        const std::string name = "\r\nContent-Length: ";
-        const auto place = head.find(name);
-        return place == std::string::npos ? 0 : std::stoul(head.substr(place + name.size()));
-    }
-
     std::string take(std::size_t size) {
         std::string taken = kept_.substr(0, size);
         kept_.erase(0, size);
@@ -72,6 +68,18 @@ private:
 };
 
 } // namespace
+
+std::string HttpServer::Request::header(std::string_view name) const {
+    const std::string start = std::string(name) + ": ";
+    for (auto at = head.find("\r\n"); at != std::string::npos; at = head.find("\r\n", at)) {
+        at += 2;
+        if (::strncasecmp(head.c_str() + at, start.c_str(), start.size()) == 0) {
+            const auto value = at + start.size();
+            return head.substr(value, head.find("\r\n", at) - value);
+        }
+    }
+    return {};
+}
 
 bool HttpServer::Client::send(std::string_view bytes) {
     while (!bytes.empty() && !stop_.stop_requested()) {

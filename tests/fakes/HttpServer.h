@@ -27,6 +27,9 @@ public:
         [[nodiscard]] bool has(const std::string& line) const {
             return head.find("\r\n" + line + "\r\n") != std::string::npos;
         }
+
+        /// The value of a header, in whatever case its name came; empty without it.
+        [[nodiscard]] std::string header(std::string_view name) const;
     };
 
     /// Where a reply goes.

@@ -2,6 +2,7 @@
 
 #include "fakes/QtWait.h"
 #include "platform/MemorySettings.h"
+#include "ui/MotionBar.h"
 
 #include <QComboBox>
 #include <QLabel>
@@ -24,8 +25,8 @@ protected:
     std::string words() { return child<QLabel>("motionWords").text().toStdString(); }
 
     MemorySettings settings_;
-    std::optional<MotionBar::Reading> reading_;
-    AlertsPage page_{settings_, [this] { return reading_; }};
+    MotionLevel level_;
+    AlertsPage page_{settings_, [this] { return level_; }};
 };
 
 TEST_F(AlertsPageTest, SensitivityIsTheSettingBothWays) {
@@ -48,17 +49,51 @@ TEST_F(AlertsPageTest, SensitivityIsTheSettingBothWays) {
 }
 
 TEST_F(AlertsPageTest, TellsThatNobodyWatches) {
-    EXPECT_NE(words().find("Nobody watches"), std::string::npos);
+    EXPECT_NE(words().find("choose above"), std::string::npos);
+}
+
+TEST_F(AlertsPageTest, DoesNotAskForAnAlertThatIsOnAlready) {
+    page_.show();
+    level_ = {.isWanted = true};
+    EXPECT_TRUE(
+        runLoopUntil([&] { return words().find("no live pictures") != std::string::npos; }));
+    EXPECT_EQ(words().find("choose above"), std::string::npos);
+
+    level_ = {.isWanted = true, .isWatching = true};
+    EXPECT_TRUE(runLoopUntil([&] { return words().find("first picture") != std::string::npos; }));
+    EXPECT_EQ(child<MotionBar>("motionBar").filled(), 0);
 }
 
 TEST_F(AlertsPageTest, TellsHowMuchMovedWhileItIsSeen) {
     page_.show();
-    reading_ = MotionBar::Reading{0.021, 0.05};
+    level_ = {.isWanted = true, .isWatching = true, .ratio = 0.021, .threshold = 0.05};
     EXPECT_TRUE(runLoopUntil([&] { return words().find("2.1 %") != std::string::npos; }));
     EXPECT_NE(words().find("5.0 %"), std::string::npos);
 
-    reading_ = MotionBar::Reading{0.4, 0.05};
+    level_.ratio = 0.4;
     EXPECT_TRUE(runLoopUntil([&] { return words().find("that is motion") != std::string::npos; }));
+    EXPECT_TRUE(child<MotionBar>("motionBar").isMotion());
+}
+
+TEST_F(AlertsPageTest, RefusesASpacingThatIsNone) {
+    page_.show();
+    auto& spacing = child<QLineEdit>("alertCommandSpacing");
+    const auto enter = [&](const char* text) {
+        spacing.setFocus();
+        spacing.selectAll();
+        QTest::keyClicks(&spacing, QString::fromUtf8(text));
+        QTest::keyClick(&spacing, Qt::Key_Return);
+    };
+    enter("30");
+    for (const char* text : {"99999", "-1", "often"}) {
+        enter(text);
+        EXPECT_EQ(settings_.string("alertCommandSpacing"), "30") << text;
+        EXPECT_EQ(spacing.text().toStdString(), "30") << text;
+        EXPECT_TRUE(child<QLabel>("commandHint").isVisible()) << text;
+    }
+    enter("0");
+    EXPECT_EQ(settings_.string("alertCommandSpacing"), "0");
+    EXPECT_FALSE(child<QLabel>("commandHint").isVisible());
 }
 
 TEST_F(AlertsPageTest, EmptiedCommandIsNoSettingAnyMore) {

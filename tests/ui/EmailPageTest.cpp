@@ -73,8 +73,43 @@ TEST_F(EmailPageTest, SaysThatAMailIsBeingSent) {
 
     mailServer_.open(true);
     EXPECT_TRUE(runLoopUntil([&] { return !child<QLabel>(page_, "sendingEmail").isVisible(); }));
-    EXPECT_TRUE(child<QPushButton>(page_, "testEmail").isEnabled());
+    EXPECT_TRUE(runLoopUntil([&] { return child<QPushButton>(page_, "testEmail").isEnabled(); }));
     ASSERT_EQ(mailServer_.mails().size(), 1U);
+}
+
+TEST_F(EmailPageTest, TheAccountCanBeTriedWhileAnAlertHangs) {
+    settings_.setString("smtpHost", "mail.example.org");
+    settings_.setString("smtpEmail", "me@example.org");
+    mailServer_.open(false);
+    email_.sendMotionEmail(makeData({}));
+    ASSERT_TRUE(runLoopUntil([&] { return child<QLabel>(page_, "sendingEmail").isVisible(); }));
+
+    EXPECT_TRUE(child<QPushButton>(page_, "testEmail").isEnabled());
+    mailServer_.open(true);
+    EXPECT_TRUE(runLoopUntil([&] { return !child<QLabel>(page_, "sendingEmail").isVisible(); }));
+}
+
+TEST_F(EmailPageTest, BlanksBelongToAPassword) {
+    enter("smtpPass", " secret ");
+    EXPECT_EQ(settings_.string("smtpPass"), " secret ");
+    enter("smtpLogin", " me ");
+    EXPECT_EQ(settings_.string("smtpLogin"), "me");
+}
+
+TEST_F(EmailPageTest, AVisitedLineIsNotStoredAnew) {
+    settings_.setString("smtpLogin", "me ");
+    settle();
+    child<QLineEdit>(page_, "smtpLogin").setFocus();
+    QTest::keyClick(&child<QLineEdit>(page_, "smtpLogin"), Qt::Key_Return);
+    EXPECT_EQ(settings_.string("smtpLogin"), "me ");
+}
+
+TEST_F(EmailPageTest, AnEmptyPortSaysWhatIsTaken) {
+    const auto& port = child<QLineEdit>(page_, "smtpPort");
+    EXPECT_EQ(port.placeholderText().toStdString(), "465");
+    settings_.setBoolean("smtpSsl", false);
+    settle();
+    EXPECT_EQ(port.placeholderText().toStdString(), "25");
 }
 
 } // namespace ovelo

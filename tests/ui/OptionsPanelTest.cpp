@@ -85,6 +85,18 @@ TEST_F(OptionsPanelTest, TheAccountCanBeChanged) {
     EXPECT_EQ(settings_.string("password"), "new secret");
 }
 
+TEST_F(OptionsPanelTest, BlanksBelongToTheViewerPassword) {
+    settings_.setString("password", "ends with a blank ");
+    settle();
+    auto& password = child<QLineEdit>(panel_, "password");
+    password.setFocus();
+    QTest::keyClick(&password, Qt::Key_Return);
+    EXPECT_EQ(settings_.string("password"), "ends with a blank ");
+
+    enter("password", " new ");
+    EXPECT_EQ(settings_.string("password"), " new ");
+}
+
 TEST_F(OptionsPanelTest, KeepsTheAccountWhenAChangeWillNotDo) {
     enter("email", "nobody");
     EXPECT_EQ(settings_.string("email"), "me@example.org");
