@@ -41,7 +41,7 @@ bool containsMicrophone(const CaptureDevicePointer& device) {
 MyDocument::MyDocument(Environment environment)
     : environment_(std::move(environment))
     , network_({environment_.settings, environment_.log, environment_.clock, environment_.prompt,
-                environment_.publisher})
+                environment_.publisher, environment_.internet})
     , networkSink_(network_)
     , playback_({networkSink_,
                  environment_.log,

@@ -54,6 +54,7 @@ public:
         std::function<void(const std::string& devID, const std::string& message, int badgeNumber)>
             push;
         std::filesystem::path resources;
+        Network::Internet internet = {};
     };
 
     /// Stores "port" = "1726" when the settings have none.

@@ -3,9 +3,12 @@
 #include "alerts/EmailUtil.h"
 #include "alerts/PushNotifier.h"
 #include "app/MovieOutputFactory.h"
+#include "nat/NATBuster.h"
+#include "nat/stunServers.h"
 #include "platform/AudioSystem.h"
 #include "platform/CaptureDevices.h"
 #include "platform/Folders.h"
+#include "platform/HostAddresses.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
 #include "platform/Movie.h"
@@ -110,6 +113,13 @@ void OveloApplication::makeDocument() {
                 PushNotifier::sharedInstance().sendPushNotification(devID, message, badgeNumber);
             },
         .resources = folders::resources(),
+        .internet = {.natBuster =
+                         [this, &settings, &log](int wakeFd) {
+                             return std::make_unique<NATBuster>(NATBuster::Environment{
+                                 *http_, settings, log,
+                                 StunRegistration::Functions::overTheNetwork(wakeFd),
+                                 [&settings] { return stunServers(settings); }, &hostAddresses});
+                         }},
     });
 }
 
