@@ -43,10 +43,10 @@ public:
     /// What leads viewers here from the internet. A way whose function is empty is not opened.
     struct Internet {
         /// Makes the rendezvous' user, whose waits end when wakeFd is readable: viewers on UDP.
-        std::function<std::unique_ptr<NATBuster>(int wakeFd)> natBuster;
+        std::function<std::unique_ptr<NATBuster>(int wakeFd)> natBuster = {};
 
         /// Registers the public TCP port. Called on the main thread, again and again.
-        std::function<void()> registerTcpPort;
+        std::function<void()> registerTcpPort = {};
 
         std::uint16_t udpPort = UdpServer::kPort;
         UdpServer::Pauses pauses = {};
