@@ -17,8 +17,9 @@ namespace ovelo {
 ///
 /// A line is "HEADER", the line and "TRAILER" in one datagram. A block is "HEADER", its header line,
 /// "TRAILER", its bytes and "TRAILER" in datagrams of kDatagram bytes, the last one shorter. They
-/// bear no numbers, so a block in which two full ones have changed places has the right shape:
-/// the picture check finds that.
+/// bear no numbers: where two have changed places, or the rest of a block is lost together with the
+/// beginning of the next, a block of the right shape may be damaged all the same. The picture check
+/// finds that.
 ///
 /// thread  one at a time
 class DatagramGatherer {
