@@ -44,7 +44,7 @@ bool containsMicrophone(const CaptureDevicePointer& device) {
 MyDocument::MyDocument(Environment environment)
     : environment_(std::move(environment))
     , network_({environment_.settings, environment_.log, environment_.clock, environment_.prompt,
-                environment_.publisher})
+                environment_.publisher, waysFromTheInternet()})
     , networkSink_(network_)
     , playback_({networkSink_,
                  environment_.log,
@@ -140,6 +140,18 @@ void MyDocument::hideWindowOfAgent() {
     if (isAgent != properties->end() && isAgent->second == "1") {
         window_->hideMainWindow();
     }
+}
+
+Network::Internet MyDocument::waysFromTheInternet() {
+    Network::Internet ways = environment_.internet;
+    if (environment_.router != nullptr && environment_.http != nullptr) {
+        ways.registerTcpPort = [this] {
+            if (tcpNatBuster_) { // not after the end
+                tcpNatBuster_->tcpRegInMainThread();
+            }
+        };
+    }
+    return ways;
 }
 
 void MyDocument::makeTcpNatBuster() {

@@ -63,6 +63,7 @@ public:
         TCMPortMapper* router; // without it, or without `http`, nothing is done about the router
         HttpClient* http;
         std::filesystem::path resources;
+        Network::Internet internet = {};
     };
 
     /// Stores "port" = "1726" when the settings have none.
@@ -137,6 +138,7 @@ private:
     void chooseVideoSource();
     void chooseAudioSource();
     void hideWindowOfAgent();
+    [[nodiscard]] Network::Internet waysFromTheInternet();
     void makeTcpNatBuster();
     void updateAudioLevels();
     void showAlert(const std::string& message, const std::string& informativeText);

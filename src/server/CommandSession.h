@@ -6,7 +6,7 @@ namespace ovelo {
 
 /// What a viewer's commands change in its session. Implemented by NetworkInstance.
 ///
-/// connection_type  0 for TCP
+/// connection_type  0 for TCP, 1 for UDP
 /// thread           the session's reader thread
 class CommandSession {
 public:

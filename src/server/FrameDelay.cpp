@@ -18,6 +18,11 @@ std::optional<Frame> FrameDelay::push(Frame frame) {
     return delay == 0 ? frameQueue_.get() : newestDue(delay);
 }
 
+void FrameDelay::clear() {
+    while (frameQueue_.get()) {
+    }
+}
+
 std::optional<Frame> FrameDelay::newestDue(float delay) {
     std::optional<Frame> due;
     while (const Frame* oldest = frameQueue_.peek()) {

@@ -30,6 +30,9 @@ public:
     /// waited.
     std::optional<Frame> push(Frame frame);
 
+    /// Lets go of all that waits. The thread of push().
+    void clear();
+
     [[nodiscard]] std::uint32_t waiting() const { return frameQueue_.count(); }
 
 private:

@@ -1,5 +1,7 @@
 #include "server/Network.h"
 
+#include "nat/NATBuster.h"
+#include "nat/UdpStream.h"
 #include "platform/HostAddresses.h"
 #include "platform/MainThread.h"
 #include "platform/Numbers.h"
@@ -22,6 +24,7 @@ namespace {
 
 constexpr std::uint16_t kDefaultPort = 1726;
 constexpr const char* kServiceType = "_lumenwatch._tcp";
+constexpr auto kPatience = std::chrono::milliseconds(1500); // with threads at the end
 
 std::uint16_t configuredPort(const Settings& settings) {
     const auto text = settings.string("port");
@@ -40,6 +43,16 @@ bool hasEmail(const Settings& settings) {
 } // namespace
 
 Network::Network(Environment environment) : environment_(std::move(environment)) {
+    const Internet& internet = environment_.internet;
+    if (internet.natBuster) {
+        udpServer_ = std::make_unique<UdpServer>(UdpServer::Environment{
+            internet.natBuster, environment_.settings, environment_.log, environment_.clock,
+            [this](std::shared_ptr<UdpStream> stream) { serveUdp(std::move(stream)); },
+            internet.udpPort, internet.pauses});
+    }
+    if (internet.registerTcpPort) {
+        tcpRegThread_.start([this](const std::stop_token& stop) { tcpRegThread(stop); });
+    }
 }
 
 Network::~Network() {
@@ -64,6 +77,9 @@ void Network::startServer(ViewerDocument& document) {
         return;
     }
     tcpServerThread_ = std::jthread([this](const std::stop_token& stop) { tcpServerThread(stop); });
+    if (udpServer_) {
+        udpServer_->start();
+    }
 }
 
 bool Network::listen() {
@@ -101,6 +117,11 @@ void Network::stopServer() {
         listnerSocket_->close(); // wakes the thread, which never waits for anybody else
         tcpServerThread_.join();
     }
+    if (udpServer_ && udpServer_->isStarted()) {
+        environment_.log.write("UDP: Stopping server");
+        udpServer_->requestStop();
+    }
+    tcpRegThread_.requestStop();
     listnerSocket_.reset();
     port_ = 0;
     if (service_) {
@@ -111,16 +132,60 @@ void Network::stopServer() {
 }
 
 void Network::endSessions() {
-    constexpr auto kPatience = std::chrono::milliseconds(1500);
     {
         const MutexLock lock(registryLock_);
         for (const auto& session : instances_) {
             session->cancel();
         }
     }
-    // Sessions that end want the main thread.
+    // They all may want the main thread before they end.
     if (MainThread::isCurrent()) {
-        MainThread::serveUntil([this] { return sessionThreads_.running() == 0; }, kPatience);
+        MainThread::serveUntil([this] { return !isAnythingRunning(); }, kPatience);
+    }
+    if (udpServer_) {
+        udpServer_->finish({});
+    }
+    tcpRegThread_.finish({});
+}
+
+bool Network::isAnythingRunning() const {
+    return sessionThreads_.running() != 0 || !tcpRegThread_.hasEnded() ||
+           (udpServer_ && !udpServer_->hasEnded());
+}
+
+void Network::tcpRegThread(const std::stop_token& stop) {
+    settleThread("tcp-register");
+    while (!stop.stop_requested()) {
+        try {
+            MainThread::performAndWait(environment_.internet.registerTcpPort);
+        } catch (const std::exception& failure) {
+            environment_.log.write(fmt::format("tcpRegThread() exception: {}\n", failure.what()));
+        }
+        const MutexLock lock(pauseLock_);
+        stopped_.wait_for(pauseLock_, stop, kTcpRegistrationPeriod, [] { return false; });
+    }
+}
+
+/// Runs a session on the UDP thread until the viewer is gone.
+void Network::serveUdp(std::shared_ptr<UdpStream> stream) {
+    const auto session = std::make_shared<NetworkInstance>(NetworkInstance::Environment{
+        *parentDocoument_, *this, environment_.settings, environment_.log, environment_.clock,
+        environment_.internet.udpSilence});
+    {
+        const MutexLock lock(registryLock_);
+        forgetOldSessionsLocked();
+        instances_.push_back(session);
+    }
+    session->startUdpConnection(std::move(stream));
+}
+
+/// Kept: a UDP session that is over stays in the registry, where it paces the others as long as it
+/// is the first. But a server that runs for years must not fill up with them.
+void Network::forgetOldSessionsLocked() {
+    const auto isOver = [](const auto& session) { return session->isOver(); };
+    const auto over = std::count_if(instances_.begin(), instances_.end(), isOver);
+    if (static_cast<std::size_t>(over) >= kMostSessionsOver) {
+        instances_.erase(std::find_if(instances_.begin(), instances_.end(), isOver));
     }
 }
 
@@ -195,8 +260,9 @@ void Network::sendText(const std::string& text) {
 
 bool Network::hasClient() const {
     const MutexLock lock(registryLock_);
-    return std::any_of(instances_.begin(), instances_.end(),
-                       [](const auto& session) { return session->tcpAuthenticated(); });
+    return std::any_of(instances_.begin(), instances_.end(), [](const auto& session) {
+        return session->tcpAuthenticated() || session->udpAuthenticated();
+    });
 }
 
 bool Network::shouldSkipFrame() {

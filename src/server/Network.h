@@ -4,11 +4,15 @@
 #include "platform/Data.h"
 #include "platform/Mutex.h"
 #include "platform/ServicePublisher.h"
+#include "server/ServedThread.h"
 #include "server/SessionHost.h"
 #include "server/SessionThreads.h"
+#include "server/UdpServer.h"
 
 #include <sigc++/sigc++.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,9 +24,11 @@ namespace ovelo {
 
 class AccountPrompt;
 class Logger;
+class NATBuster;
 class NetworkInstance;
 class Settings;
 class Socket;
+class UdpStream;
 class ViewerDocument;
 
 /// The viewer server: listens, announces itself, keeps the registry of sessions and hands pictures,
@@ -34,14 +40,35 @@ public:
     using PublisherFactory = std::function<std::unique_ptr<ServicePublisher>(
         const PublishedService&, ServicePublisher::Delegate&)>;
 
+    /// What leads viewers here from the internet. A way whose function is empty is not opened.
+    struct Internet {
+        /// Makes the rendezvous' user, whose waits end when wakeFd is readable: viewers on UDP.
+        std::function<std::unique_ptr<NATBuster>(int wakeFd)> natBuster = {};
+
+        /// Registers the public TCP port. Called on the main thread, again and again.
+        std::function<void()> registerTcpPort = {};
+
+        std::uint16_t udpPort = UdpServer::kPort;
+        UdpServer::Pauses pauses = {};
+        std::chrono::milliseconds udpSilence = std::chrono::seconds(10); // ends a session
+    };
+
     struct Environment {
         Settings& settings;
         Logger& log;
         const Clock& clock;
         AccountPrompt& prompt;
         PublisherFactory publisher;
+        Internet internet = {};
     };
 
+    /// How often the public TCP port is registered anew.
+    static constexpr auto kTcpRegistrationPeriod = std::chrono::seconds(1800);
+
+    /// Sessions on UDP that are over stay in the registry, but no more of them than this.
+    static constexpr std::size_t kMostSessionsOver = 64;
+
+    /// Begins to register the public TCP port.
     explicit Network(Environment environment);
     ~Network() override;
     Network(const Network&) = delete;
@@ -51,8 +78,9 @@ public:
     /// viewers.
     void startServer(ViewerDocument& document);
 
-    /// Ends the server: nobody is accepted any more, every session is ended and its threads are
-    /// joined. Serves the main thread's calls meanwhile. Harmless when not started.
+    /// Ends the server for good: nobody is accepted or looked for any more, nothing is registered,
+    /// every session is ended and its threads are joined. Serves the main thread's calls meanwhile.
+    /// Harmless when not started.
     void stopServer();
 
     /// The account window's OK button: stores both texts, and tells whether they will do.
@@ -95,7 +123,11 @@ private:
     void accept(std::unique_ptr<Socket> client);
     bool listen();
     bool announceService();
+    void tcpRegThread(const std::stop_token& stop);
+    void serveUdp(std::shared_ptr<UdpStream> stream);
+    void forgetOldSessionsLocked() OVELO_REQUIRES(registryLock_);
     void endSessions();
+    [[nodiscard]] bool isAnythingRunning() const;
     void netServiceWillPublish(const PublishedService& service) override;
     void netServiceDidNotPublish(const PublishedService& service, int errorCode) override;
     void netServiceDidStop(const PublishedService& service) override;
@@ -117,7 +149,13 @@ private:
     Environment environment_;
     std::uint16_t port_ = 0;
     sigc::signal<void(const std::string&)> propertyChanged_;
-    SessionThreads sessionThreads_; // joined before anything above dies
+    Mutex pauseLock_{LockRank::Threads};
+    std::condition_variable_any stopped_;
+
+    // Joined before anything above dies.
+    SessionThreads sessionThreads_;
+    std::unique_ptr<UdpServer> udpServer_; // none without a rendezvous
+    ServedThread tcpRegThread_;
     std::jthread tcpServerThread_;
 };
 

@@ -1,5 +1,6 @@
 #include "server/NetworkInstance.h"
 
+#include "nat/UdpStream.h"
 #include "platform/Settings.h"
 #include "server/Socket.h"
 #include "server/SocketException.h"
@@ -28,6 +29,7 @@ NetworkInstance::NetworkInstance(const Environment& environment)
     : frameDelay_(environment.clock)
     , environment_(environment)
     , outbox_(environment.clock)
+    , udpOutbox_(environment.clock)
     , interpreter_(*this, environment.document, environment.settings, environment.log) {
 }
 
@@ -45,6 +47,9 @@ void NetworkInstance::cancel() {
         if (tcpClientSocket_) {
             tcpClientSocket_->shutdown(); // wakes the reader
         }
+        if (udpStream_) {
+            udpStream_->close(); // likewise
+        }
     }
     changed_.notify_all();
 }
@@ -57,13 +62,18 @@ void NetworkInstance::setAuthenticated(int connection_type) {
     if (connection_type == kTcp) {
         tcpAuthenticated_ = true;
         tcpStarted_ = false;
+        return;
+    }
+    udpAuthenticated_ = true;
+    udpStarted_ = false;
+    const auto stream = udpStream();
+    if (stream && environment_.settings.boolean("udpPeerLock")) {
+        stream->lockPeer();
     }
 }
 
 void NetworkInstance::setStarted(int connection_type, bool started) {
-    if (connection_type == kTcp) {
-        tcpStarted_ = started;
-    }
+    (connection_type == kTcp ? tcpStarted_ : udpStarted_) = started;
 }
 
 void NetworkInstance::setFrameDelay(float seconds) {
@@ -71,7 +81,15 @@ void NetworkInstance::setFrameDelay(float seconds) {
     shouldSyncFrames_ = true;
 }
 
-void NetworkInstance::writeLocked(const std::string& text) {
+void NetworkInstance::writeLocked(const std::string& text, int connection_type) {
+    if (connection_type == kTcp) {
+        writeTcpLocked(text);
+    } else if (connection_type == kUdp) {
+        writeUdpLocked(text);
+    }
+}
+
+void NetworkInstance::writeTcpLocked(const std::string& text) {
     if (!tcpClientSocket_) {
         return;
     }
@@ -82,10 +100,8 @@ void NetworkInstance::writeLocked(const std::string& text) {
 }
 
 void NetworkInstance::writeString(const std::string& text, int connection_type) {
-    if (connection_type == kTcp) {
-        const MutexLock lock(lock_);
-        writeLocked(text);
-    }
+    const MutexLock lock(lock_);
+    writeLocked(text, connection_type);
 }
 
 std::string NetworkInstance::versionLine() const {
@@ -102,12 +118,12 @@ void NetworkInstance::sendVersion() {
 }
 
 void NetworkInstance::sendText(const std::string& text) {
-    if (!tcpAuthenticated_) {
+    if (!tcpAuthenticated_ && !udpAuthenticated_) {
         return;
     }
     try {
         const MutexLock lock(lock_);
-        writeLocked(text);
+        writeLocked(text, tcpAuthenticated_ && tcpClientSocket_ ? kTcp : kUdp);
     } catch (const SocketException& failure) {
         sendFailed("sendText", failure);
     }
@@ -115,12 +131,12 @@ void NetworkInstance::sendText(const std::string& text) {
 
 void NetworkInstance::sendBinaryData(const Data& data, std::string_view desc,
                                      const SyncData& syncData) {
-    sendBlock(&Outbox::sendBinary, data, desc, syncData);
+    sendBlock(When::NowOrNever, data, desc, syncData);
 }
 
-void NetworkInstance::sendBlock(BlockWriter write, const Data& data, std::string_view desc,
+void NetworkInstance::sendBlock(When when, const Data& data, std::string_view desc,
                                 const SyncData& syncData) {
-    if (!tcpAuthenticated_ || !tcpStarted_) {
+    if (!(tcpAuthenticated_ && tcpStarted_) && !(udpAuthenticated_ && udpStarted_)) {
         return;
     }
     std::array<char, 80> header; // NOLINT(cppcoreguidelines-pro-type-member-init): written below
@@ -129,15 +145,23 @@ void NetworkInstance::sendBlock(BlockWriter write, const Data& data, std::string
                          data->size(), syncData.timeStamp, syncData.reportNeeded);
     try {
         const MutexLock lock(lock_);
-        if (!tcpClientSocket_ || !tcpClientSocket_->isConnected()) {
-            return;
-        }
-        (outbox_.*write)(*tcpClientSocket_, {header.data(), end.size}, data);
-        if (outbox_.isWaiting()) {
-            changed_.notify_all();
-        }
+        writeBlockLocked(when, {header.data(), end.size}, data);
     } catch (const SocketException& failure) {
         sendFailed("sendBinaryData", failure);
+    }
+}
+
+void NetworkInstance::writeBlockLocked(When when, std::string_view header, const Data& data) {
+    const bool isInLine = when == When::InLine;
+    if (tcpAuthenticated_ && tcpStarted_ && tcpClientSocket_ && tcpClientSocket_->isConnected()) {
+        isInLine ? outbox_.sendInLine(*tcpClientSocket_, header, data)
+                 : outbox_.sendBinary(*tcpClientSocket_, header, data);
+    } else if (udpAuthenticated_ && udpStarted_ && udpStream_ && !data->empty()) {
+        isInLine ? udpOutbox_.sendInLine(*udpStream_, header, data)
+                 : udpOutbox_.sendBinary(*udpStream_, header, data);
+    }
+    if (outbox_.isWaiting() || udpOutbox_.isWaiting()) {
+        changed_.notify_all();
     }
 }
 
@@ -147,9 +171,14 @@ void NetworkInstance::sendFailed(const char* operation, const SocketException& f
     const MutexLock lock(lock_);
     tcpAuthenticated_ = false;
     tcpStarted_ = false;
+    dropUdpLocked();
 }
 
 void NetworkInstance::sendImageData(const Data& jpeg) {
+    if (isOver_) {
+        frameDelay_.clear();
+        return;
+    }
     const SyncData record{video_frame_count_++,
                           static_cast<std::uint32_t>(MyUtil::getTimeStamp(environment_.clock)),
                           false};
@@ -167,7 +196,7 @@ void NetworkInstance::sendAudioData(const Data& data) {
     const SyncData record{audio_frame_count_++,
                           static_cast<std::uint32_t>(MyUtil::getTimeStamp(environment_.clock)),
                           false};
-    sendBlock(&Outbox::sendInLine, data, "Audio", record);
+    sendBlock(When::InLine, data, "Audio", record);
 }
 
 bool NetworkInstance::shouldSkipFrame() {

@@ -1,4 +1,5 @@
-// The life of a TCP session: the session thread and its reader.
+// The life of a TCP session: the session thread and its reader. Greeting and reader thread are the
+// same for UDP.
 
 #include "platform/Console.h"
 #include "platform/MainThread.h"
@@ -24,7 +25,7 @@ void NetworkInstance::startTcpConnection(std::shared_ptr<Socket> socket) {
         });
         std::jthread reader;
         try {
-            greet();
+            greet(kTcp);
             reader = std::jthread([this] { readThread(kTcp); });
             superviseTcp(*socket);
         } catch (const SocketException& failure) {
@@ -44,18 +45,18 @@ bool NetworkInstance::adopt(const std::shared_ptr<Socket>& socket) {
     return !cancelled_;
 }
 
-void NetworkInstance::greet() {
+void NetworkInstance::greet(int connection_type) {
     const bool needsPassword = !getPassword().empty();
     const std::string version = versionLine();
     const MutexLock lock(lock_); // nothing may come between greeting and version
     if (needsPassword) {
-        writeLocked("CONNECTED,PASS\n");
+        writeLocked("CONNECTED,PASS\n", connection_type);
         return;
     }
-    writeLocked("CONNECTED\n");
-    tcpAuthenticated_ = true;
-    tcpStarted_ = true;
-    writeLocked(version);
+    writeLocked("CONNECTED\n", connection_type);
+    (connection_type == kTcp ? tcpAuthenticated_ : udpAuthenticated_) = true;
+    (connection_type == kTcp ? tcpStarted_ : udpStarted_) = true;
+    writeLocked(version, connection_type);
 }
 
 void NetworkInstance::superviseTcp(Socket& socket) {
@@ -160,6 +161,10 @@ void NetworkInstance::readThread(int connection_type) {
 
 /// return  false when there is no connection to read from
 bool NetworkInstance::readOneLine(int connection_type) {
+    return connection_type == kTcp ? readOneTcpLine() : readOneUdpLine();
+}
+
+bool NetworkInstance::readOneTcpLine() {
     const std::shared_ptr<Socket> connection = socket();
     if (!connection || !connection->isConnected()) {
         console::write("readThread() breaking");
@@ -167,7 +172,7 @@ bool NetworkInstance::readOneLine(int connection_type) {
     }
     std::string line;
     if (ReadLine(*connection, line)) {
-        interpreter_.prccessLine(line, connection_type);
+        interpreter_.prccessLine(line, kTcp);
         ++tcp_read_count_;
     } else {
         console::write("readThread() ReadLine() failed");

@@ -3,7 +3,10 @@
 #include "alerts/EmailUtil.h"
 #include "alerts/PushNotifier.h"
 #include "app/MovieOutputFactory.h"
+#include "nat/NATBuster.h"
+#include "nat/stunServers.h"
 #include "platform/Folders.h"
+#include "platform/HostAddresses.h"
 #include "platform/IniSettings.h"
 #include "platform/MainThread.h"
 #include "platform/Movie.h"
@@ -96,6 +99,13 @@ void OveloApplication::makeDocument() {
         .router = &services_->router(),
         .http = &services_->http(),
         .resources = folders::resources(),
+        .internet = {.natBuster =
+                         [this, &settings, &log](int wakeFd) {
+                             return std::make_unique<NATBuster>(NATBuster::Environment{
+                                 services_->http(), settings, log,
+                                 StunRegistration::Functions::overTheNetwork(wakeFd),
+                                 [&settings] { return stunServers(settings); }, &hostAddresses});
+                         }},
     });
 }
 

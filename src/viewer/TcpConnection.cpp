@@ -86,23 +86,23 @@ std::optional<Failure> TcpConnection::open(Ipv4Address address, std::uint16_t po
     return awaitConnection(socket_.get(), timeout, wakeFd);
 }
 
-Result<std::size_t> TcpConnection::read(std::span<std::uint8_t> buffer) {
+Result<std::span<const std::uint8_t>> TcpConnection::read(std::span<std::uint8_t> buffer) {
     const ssize_t count = ::recv(socket_.get(), buffer.data(), buffer.size(), 0);
     const int error = errno;
     if (count > 0) {
-        return static_cast<std::size_t>(count);
+        return std::span<const std::uint8_t>(buffer.first(static_cast<std::size_t>(count)));
     }
     if (count == 0) {
         return Failure{"the server closed the connection"};
     }
     if (error == EAGAIN || error == EWOULDBLOCK || error == EINTR) {
-        return std::size_t{0};
+        return std::span<const std::uint8_t>();
     }
     return Failure{errorText(error)};
 }
 
-Result<std::size_t> TcpConnection::write(std::string_view bytes) {
-    const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+Result<std::size_t> TcpConnection::write(std::string_view lines) {
+    const ssize_t count = ::send(socket_.get(), lines.data(), lines.size(), MSG_NOSIGNAL);
     const int error = errno;
     if (count >= 0) {
         return static_cast<std::size_t>(count);

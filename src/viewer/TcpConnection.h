@@ -2,44 +2,22 @@
 
 #include "platform/FileDescriptor.h"
 #include "platform/HostLookup.h"
-#include "platform/Result.h"
-
-#include <chrono>
-#include <cstdint>
-#include <optional>
-#include <span>
-#include <string>
-#include <string_view>
+#include "viewer/ViewerConnection.h"
 
 namespace ovelo {
 
-/// One TCP connection over IPv4 to a server. Only connect() waits.
-///
-/// thread  one at a time
-class TcpConnection {
+/// One TCP connection over IPv4 to a server.
+class TcpConnection final : public ViewerConnection {
 public:
-    /// Connects, at most for `timeout`; closes what was open before.
-    ///
-    /// wakeFd  the wait ends early when it is readable
-    /// return  none when connected, else why not
     [[nodiscard]] std::optional<Failure> connect(const std::string& host, std::uint16_t port,
-                                                 std::chrono::milliseconds timeout, int wakeFd);
-
-    /// Takes what has arrived.
-    ///
-    /// return  its length; 0 when nothing is there now
-    /// errors  the server has closed the connection, or it broke
-    [[nodiscard]] Result<std::size_t> read(std::span<std::uint8_t> buffer);
-
-    /// Gives the system as much of `bytes` as it takes now.
-    ///
-    /// return  that length, perhaps 0
-    /// errors  the connection broke
-    [[nodiscard]] Result<std::size_t> write(std::string_view bytes);
-
-    void close() { socket_.reset(); }
-    [[nodiscard]] bool isOpen() const { return socket_.isOpen(); }
-    [[nodiscard]] int fd() const { return socket_.get(); }
+                                                 std::chrono::milliseconds timeout,
+                                                 int wakeFd) override;
+    [[nodiscard]] Result<std::span<const std::uint8_t>>
+    read(std::span<std::uint8_t> buffer) override;
+    [[nodiscard]] Result<std::size_t> write(std::string_view lines) override;
+    void close() override { socket_.reset(); }
+    [[nodiscard]] int fd() const override { return socket_.get(); }
+    [[nodiscard]] bool isLossy() const override { return false; }
 
 private:
     std::optional<Failure> open(Ipv4Address address, std::uint16_t port,

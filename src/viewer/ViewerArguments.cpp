@@ -13,8 +13,10 @@ namespace {
 
 constexpr double kLongestDelay = 30;    // seconds; servers keep 600 pictures at most
 constexpr double kLongestTimeout = 1e6; // seconds
-constexpr double kLongestSound = 3600;  // seconds
-constexpr double kSlowest = 5;          // pictures a second
+constexpr std::chrono::seconds kTimeout{10};
+constexpr std::chrono::seconds kUdpTimeout{90}; // a server asks twice a minute whom to answer
+constexpr double kLongestSound = 3600;          // seconds
+constexpr double kSlowest = 5;                  // pictures a second
 constexpr double kFastest = 20;
 
 /// What one option does with its value; the answer is a text for the user when the value will not
@@ -76,9 +78,16 @@ std::optional<std::string> setTimeout(ViewerArguments& arguments, const std::str
     if (!seconds) {
         return "--timeout needs a number of seconds";
     }
-    arguments.timeout =
+    arguments.givenTimeout =
         std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*seconds));
     return std::nullopt;
+}
+
+std::optional<std::string> setUdp(ViewerArguments& arguments, const std::string& value) {
+    arguments.udpPort = parseNumber<std::uint16_t>(value);
+    return arguments.udpPort ? std::nullopt
+                             : std::optional<std::string>("--udp needs a port of this computer, 0 "
+                                                          "for any");
 }
 
 std::optional<std::string> setSave(ViewerArguments& arguments, const std::string& value) {
@@ -130,7 +139,7 @@ const std::map<std::string_view, Setter> kValued = {
     {"--source", setSource},        {"--timeout", setTimeout},
     {"--frame-rate", setFrameRate}, {"--send", addLine},
     {"--save-sound", setSaveSound}, {"--play", setPlay},
-    {"--seconds", setSeconds},
+    {"--seconds", setSeconds},      {"--udp", setUdp},
 };
 
 const std::map<std::string_view, bool ViewerArguments::*> kSwitches = {
@@ -181,6 +190,9 @@ std::optional<std::string> checkTogether(const ViewerArguments& arguments) {
     if (arguments.frames && !arguments.isTextual()) {
         return "--frames goes with --save or --text";
     }
+    if (arguments.udpPort && arguments.host.empty()) {
+        return "--udp needs the server's public host:port";
+    }
     if (arguments.play && arguments.source) {
         return "--play and --source do not go together: choosing a camera ends a playback";
     }
@@ -213,6 +225,11 @@ ViewerOptions ViewerArguments::connection() const {
     options.port = port;
     options.password = password.value_or("");
     options.connectTimeout = timeout;
+    if (udpPort) {
+        options.udpPort = udpPort;
+        options.isWholePicture = isWholePicture;
+        options.revival = std::chrono::seconds(3); // what starts the pictures may have been lost
+    }
     return options;
 }
 
@@ -229,6 +246,7 @@ Result<ViewerArguments> ViewerArguments::parse(const std::vector<std::string>& w
     if (const auto problem = checkTogether(arguments)) {
         return Failure{*problem};
     }
+    arguments.timeout = arguments.givenTimeout.value_or(arguments.udpPort ? kUdpTimeout : kTimeout);
     return arguments;
 }
 
@@ -255,8 +273,10 @@ The port is 1726 unless given.
   --frame-rate N       pictures a second, 5 to 20
   --source NAME        choose a camera by its name, for every viewer of this server
   --send LINE          send a line of the protocol; may be given several times
+  --udp PORT           over UDP, from this port of ours, to a server behind a router that was told
+                       our public address; host:port is the server's own
   --timeout SECONDS    without a window: how long to wait for the connection and for each
-                       picture that is to come (10)
+                       picture that is to come (10; with --udp 90)
   --help, --version
 
 Exit status: 0 done, 1 failed, 2 wrong usage, 3 the password is missing or wrong.

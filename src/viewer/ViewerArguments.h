@@ -28,8 +28,11 @@ struct ViewerArguments {
     std::optional<double> frameRate; // pictures a second
     std::optional<std::string> source;
     std::vector<std::string> send; // raw lines
+    std::optional<std::chrono::milliseconds> givenTimeout;
     std::chrono::milliseconds timeout{10000};
-    std::string host; // "": look for one on the local network
+    std::optional<std::uint16_t> udpPort;          // our own; over UDP
+    DatagramGatherer::PictureCheck isWholePicture; // not of the command line
+    std::string host;                              // "": look for one on the local network
     std::uint16_t port = kViewerPort;
 
     /// Works without a window.

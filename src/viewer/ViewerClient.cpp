@@ -2,6 +2,8 @@
 
 #include "platform/Polling.h"
 #include "viewer/ServerVersion.h"
+#include "viewer/TcpConnection.h"
+#include "viewer/UdpConnection.h"
 
 #include <fmt/format.h>
 #include <sys/eventfd.h>
@@ -25,31 +27,41 @@ std::string shown(std::string_view line) {
     return text;
 }
 
+std::unique_ptr<ViewerConnection> makeConnection(const ViewerOptions& options) {
+    if (options.udpPort) {
+        return std::make_unique<UdpConnection>(*options.udpPort, options.isWholePicture);
+    }
+    return std::make_unique<TcpConnection>();
+}
+
 } // namespace
 
 ViewerClient::ViewerClient(ViewerOptions options)
     : received_(kReadSize)
     , wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     , options_(std::move(options))
+    , connection_(makeConnection(options_))
     , password_(options_.password) {
 }
 
 std::optional<Failure> ViewerClient::connect() {
     close();
     // Connected apart, so that the lock is not held while waiting.
-    TcpConnection connection;
+    auto connection = makeConnection(options_);
     auto failure =
-        connection.connect(options_.host, options_.port, options_.connectTimeout, wake_.get());
+        connection->connect(options_.host, options_.port, options_.connectTimeout, wake_.get());
     if (failure) {
         drainWake();
         return failure;
     }
     const auto now = Clock::now();
     greetingDeadline_ = now + options_.connectTimeout;
+    lastHeard_ = now;
     const MutexLock lock(lock_);
     connection_ = std::move(connection);
     phase_ = Phase::Greeting;
     lastSent_ = now;
+    lastPassword_ = now;
     // At once, for a server's computer that is overrun may have lost the connection: what was sent is
     // sent again by the system until it stands on both sides.
     sendLocked("Hello,");
@@ -60,11 +72,12 @@ void ViewerClient::close() {
     rest_ = {};
     stream_ = {};
     const MutexLock lock(lock_);
-    connection_.close();
+    connection_->close();
     phase_ = Phase::Closed;
     streaming_ = false;
     playingBack_ = false;
     reviving_ = false;
+    awaitingAnswer_ = false;
     outgoing_.clear();
     writeFailure_.clear();
 }
@@ -81,8 +94,12 @@ std::optional<ViewerEvent> ViewerClient::next(std::chrono::milliseconds timeout)
         if (phase() == Phase::Greeting && Clock::now() >= greetingDeadline_) {
             return lose("the server does not say anything");
         }
+        if (isServerGone()) {
+            return lose("the server does not answer any more");
+        }
         keepAlive();
         revive();
+        repeatPassword();
         if (!await(std::min(deadline, nextDuty()))) {
             return std::nullopt;
         }
@@ -105,6 +122,9 @@ std::optional<ViewerEvent> ViewerClient::takeReceived() {
 ViewerEvent ViewerClient::handle(ViewerStream::Item item) {
     if (auto* line = std::get_if<std::string>(&item)) {
         return handleLine(std::move(*line));
+    }
+    if (phase() == Phase::Greeting && connection_->isLossy()) {
+        return handleGreeting("CONNECTED"); // the greeting is lost
     }
     if (phase() == Phase::Greeting) {
         return lose("this is not a viewer server: it sends a block instead of a greeting");
@@ -131,6 +151,9 @@ ViewerEvent ViewerClient::handleLine(std::string line) {
 
 ViewerEvent ViewerClient::handleGreeting(std::string line) {
     const bool passwordNeeded = line == "CONNECTED,PASS";
+    if (!passwordNeeded && line != "CONNECTED" && connection_->isLossy()) {
+        return handleInsteadOfGreeting(std::move(line));
+    }
     if (!passwordNeeded && line != "CONNECTED") {
         return lose(fmt::format("this is not a viewer server: it says \"{}\"", shown(line)));
     }
@@ -142,16 +165,37 @@ ViewerEvent ViewerClient::handleGreeting(std::string line) {
     }
     phase_ = Phase::Password;
     if (!password_.empty()) {
-        sentPassword_ = password_;
-        sendLocked("Password," + password_);
+        sendPasswordLocked(password_);
     }
     return GreetingEvent{std::move(line), true};
+}
+
+/// The greeting is lost, or the server takes us for the viewer whom it has been serving.
+ViewerEvent ViewerClient::handleInsteadOfGreeting(std::string line) {
+    if (line == "AUTH_OK") {
+        return handleAuthentication(std::move(line));
+    }
+    if (line == "AUTH_FALLED") { // sic; to the one that was sent without being asked for
+        const MutexLock lock(lock_);
+        phase_ = Phase::Password;
+        awaitingAnswer_ = false;
+        if (password_.empty()) {
+            return GreetingEvent{"CONNECTED,PASS", true};
+        }
+        password_.clear();
+        return AuthenticationEvent{std::move(line), false};
+    }
+    if (line.starts_with("VERSION,")) {
+        return handleGreeting("CONNECTED");
+    }
+    return TextEvent{std::move(line)};
 }
 
 ViewerEvent ViewerClient::handleAuthentication(std::string line) {
     const bool accepted = line == "AUTH_OK";
     const MutexLock lock(lock_);
     const bool revived = std::exchange(reviving_, false);
+    awaitingAnswer_ = false;
     if (accepted && revived) {
         sendLocked("Start,");
         noteLocked("Start,");
@@ -168,14 +212,15 @@ ViewerEvent ViewerClient::handleAuthentication(std::string line) {
 }
 
 std::optional<ViewerEvent> ViewerClient::receive() {
-    const auto count = connection_.read(received_);
-    if (count && count.value() > 0) {
-        rest_ = std::span(received_).first(count.value());
+    const auto bytes = connection_->read(received_);
+    if (bytes && !bytes.value().empty()) {
+        rest_ = bytes.value();
+        lastHeard_ = Clock::now();
         return std::nullopt;
     }
     std::string reason = writeFailure(); // if any, it came first
-    if (reason.empty() && !count) {
-        reason = count.error();
+    if (reason.empty() && !bytes) {
+        reason = bytes.error();
     }
     return reason.empty() ? std::nullopt : std::optional(lose(reason));
 }
@@ -191,7 +236,10 @@ ViewerClient::Clock::time_point ViewerClient::nextDuty() const {
     if (!writeFailure_.empty()) {
         return Clock::time_point{}; // nothing more is waited for, only what is there is read
     }
-    const auto hello = lastSent_ + options_.keepAlive;
+    auto hello = lastSent_ + options_.keepAlive;
+    if (connection_->isLossy()) {
+        hello = std::min(hello, Clock::now() + options_.repetition / 2);
+    }
     if (phase_ == Phase::Greeting) {
         return std::min(hello, greetingDeadline_);
     }
@@ -207,7 +255,7 @@ bool ViewerClient::await(Clock::time_point deadline) {
             events |= POLLOUT;
         }
     }
-    std::array<pollfd, 2> waiting{pollfd{connection_.fd(), events, 0},
+    std::array<pollfd, 2> waiting{pollfd{connection_->fd(), events, 0},
                                   pollfd{wake_.get(), POLLIN, 0}};
     pollFor(waiting, deadline - Clock::now());
     if ((waiting[0].revents & POLLOUT) != 0) {
@@ -227,11 +275,16 @@ void ViewerClient::keepAlive() {
     if (outgoing_.empty() && Clock::now() >= lastSent_ + options_.keepAlive) {
         lastSent_ = Clock::now(); // also when it cannot be sent: else next() would spin
         sendLocked("Hello,");
+        if (connection_->isLossy() && phase_ == Phase::Open) {
+            sendDelayLocked();
+            sendFrameRateLocked();
+        }
     }
 }
 
 ViewerClient::Clock::time_point ViewerClient::revivalTimeLocked() const {
-    if (phase_ != Phase::Open || !streaming_ || reviving_) {
+    const bool isUnderWay = reviving_ && !connection_->isLossy(); // else the answer may be lost
+    if (phase_ != Phase::Open || !streaming_ || isUnderWay) {
         return Clock::time_point::max();
     }
     const std::chrono::duration<double> delay(std::max(delay_, 0.0));
@@ -248,6 +301,27 @@ void ViewerClient::revive() {
         lastBlock_ = Clock::now();
         reviving_ = sendLocked("Password," + password_);
     }
+}
+
+void ViewerClient::repeatPassword() {
+    const MutexLock lock(lock_);
+    const bool isDue = Clock::now() >= lastPassword_ + options_.repetition;
+    if (!connection_->isLossy() || !isDue) {
+        return;
+    }
+    if (phase_ == Phase::Greeting) {
+        sendPasswordLocked(password_); // also without one: the answer tells whether it is needed
+    } else if (phase_ == Phase::Password && awaitingAnswer_) {
+        sendPasswordLocked(std::string(sentPassword_));
+    }
+}
+
+/// Only a server that has to say something is missed.
+bool ViewerClient::isServerGone() const {
+    const MutexLock lock(lock_);
+    const bool isMissed = (phase_ == Phase::Open && streaming_) || awaitingAnswer_;
+    return connection_->isLossy() && phase_ != Phase::Closed && isMissed &&
+           Clock::now() >= lastHeard_ + options_.silence;
 }
 
 void ViewerClient::interrupt() {

@@ -3,11 +3,13 @@
 #include "platform/FileDescriptor.h"
 #include "platform/Mutex.h"
 #include "platform/Result.h"
-#include "viewer/TcpConnection.h"
+#include "viewer/DatagramGatherer.h"
+#include "viewer/ViewerConnection.h"
 #include "viewer/ViewerEvent.h"
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,9 +30,17 @@ struct ViewerOptions {
     std::chrono::milliseconds keepAlive{3000}; // of silence, then a Hello is sent
     std::chrono::milliseconds revival{15000};  // without a block, then pictures are asked for anew
     std::chrono::milliseconds playbackRevival{60000}; // the same while a recording is played
+    std::optional<std::uint16_t> udpPort;             // our own: over UDP instead of TCP; 0: any
+    DatagramGatherer::PictureCheck isWholePicture;    // of pictures over UDP
+    std::chrono::milliseconds repetition{1000}; // over UDP: without an answer, then sent again
+    std::chrono::milliseconds silence{15000};   // over UDP: of a server that should answer
 };
 
-/// One viewer of one server, over TCP.
+/// One viewer of one server, over TCP or UDP.
+///
+/// Over UDP, where lines may be lost: the password is sent until it is answered, also when the
+/// greeting has not come; delay and frame rate go out again with each keep-alive; and a server that
+/// does not answer any more is taken for lost.
 ///
 /// Answers the greeting with the password when it has one, and sets the delay and the frame rate as
 /// soon as the session is open, so that they hold from the first picture on. While next() runs,
@@ -107,6 +117,7 @@ private:
     ViewerEvent handle(ViewerStream::Item item);
     ViewerEvent handleLine(std::string line);
     ViewerEvent handleGreeting(std::string line);
+    ViewerEvent handleInsteadOfGreeting(std::string line);
     ViewerEvent handleAuthentication(std::string line);
     std::optional<ViewerEvent> receive();
     ViewerEvent lose(const std::string& reason);
@@ -114,11 +125,15 @@ private:
     bool await(Clock::time_point deadline);
     void keepAlive();
     void revive();
+    void repeatPassword();
+    [[nodiscard]] bool isServerGone() const;
     void drainWake();
     [[nodiscard]] Phase phase() const;
     [[nodiscard]] std::string writeFailure() const;
     [[nodiscard]] Clock::time_point revivalTimeLocked() const OVELO_REQUIRES(lock_);
     void openSessionLocked() OVELO_REQUIRES(lock_);
+    void sendPasswordLocked(const std::string& password) OVELO_REQUIRES(lock_);
+    void notePasswordLocked(const std::string& password) OVELO_REQUIRES(lock_);
     void sendDelayLocked() OVELO_REQUIRES(lock_);
     void sendFrameRateLocked() OVELO_REQUIRES(lock_);
     void sendSoundLocked() OVELO_REQUIRES(lock_);
@@ -134,8 +149,10 @@ private:
 
     FileDescriptor wake_; // readable: return from waiting
     mutable Mutex lock_{LockRank::Transport};
-    ViewerOptions options_;    // all but the password never change
-    TcpConnection connection_; // opened, read and closed by next()'s thread; written to under lock_
+    ViewerOptions options_; // all but the password never change
+    // Opened, read and closed by next()'s thread; written to under lock_.
+    std::unique_ptr<ViewerConnection> connection_;
+    Clock::time_point lastHeard_; // next()'s thread
     Phase phase_ OVELO_GUARDED_BY(lock_) = Phase::Closed;
     std::string password_ OVELO_GUARDED_BY(lock_);
     std::string sentPassword_ OVELO_GUARDED_BY(lock_);
@@ -146,6 +163,8 @@ private:
     bool streaming_ OVELO_GUARDED_BY(lock_) = false;      // pictures are expected
     bool playingBack_ OVELO_GUARDED_BY(lock_) = false;    // they are those of a recording
     bool reviving_ OVELO_GUARDED_BY(lock_) = false;       // the password was sent again
+    bool awaitingAnswer_ OVELO_GUARDED_BY(lock_) = false; // to a password
+    Clock::time_point lastPassword_ OVELO_GUARDED_BY(lock_);
     double delay_ OVELO_GUARDED_BY(lock_) = 0;
     std::optional<double> frameRate_ OVELO_GUARDED_BY(lock_);
     bool sound_ OVELO_GUARDED_BY(lock_) = false;

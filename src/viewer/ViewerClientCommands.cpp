@@ -76,8 +76,22 @@ void ViewerClient::sendSoundLocked() {
 
 bool ViewerClient::sendPassword(const std::string& password) {
     const MutexLock lock(lock_);
+    if (!sendLocked("Password," + password)) {
+        return false;
+    }
+    notePasswordLocked(password);
+    return true;
+}
+
+void ViewerClient::sendPasswordLocked(const std::string& password) {
+    sendLocked("Password," + password);
+    notePasswordLocked(password);
+}
+
+void ViewerClient::notePasswordLocked(const std::string& password) {
     sentPassword_ = password;
-    return sendLocked("Password," + password);
+    awaitingAnswer_ = true;
+    lastPassword_ = Clock::now();
 }
 
 bool ViewerClient::hello() {
@@ -171,7 +185,7 @@ bool ViewerClient::sendLocked(std::string_view line) {
 
 void ViewerClient::flushLocked() {
     while (!outgoing_.empty()) {
-        const auto count = connection_.write(outgoing_);
+        const auto count = connection_->write(outgoing_);
         if (!count) {
             // Reading goes on: it delivers what still came, then ends with this reason.
             writeFailure_ = count.error();

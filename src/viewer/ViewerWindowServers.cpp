@@ -67,6 +67,9 @@ void ViewerWindow::forgetServer() {
 void ViewerWindow::connectTo(const std::string& host, std::uint16_t port) {
     if (host != arguments_.host || port != arguments_.port) {
         passwordKnown_ = arguments_.password.has_value();
+        if (!arguments_.host.empty()) {
+            arguments_.udpPort.reset(); // it was the other server that expects us there
+        }
         forgetServer();
     }
     arguments_.host = host;

@@ -1,3 +1,4 @@
+#include "platform/Jpeg.h"
 #include "platform/SoundDecoder.h"
 #include "viewer/PasswordPrompt.h"
 #include "viewer/ServerFinder.h"
@@ -15,8 +16,10 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -102,16 +105,19 @@ int run(int argc, char** argv) {
     if (!parsed) {
         return fail(ViewerExit::Usage, parsed.error());
     }
-    if (parsed.value().help) {
+    ViewerArguments arguments = parsed.value();
+    if (arguments.help) {
         std::cout << ViewerArguments::usage();
         return static_cast<int>(ViewerExit::Done);
     }
-    if (parsed.value().version) {
+    if (arguments.version) {
         std::cout << "ovelo-viewer " OVELO_VERSION "\n";
         return static_cast<int>(ViewerExit::Done);
     }
-    return parsed.value().isTextual() ? runText(parsed.value())
-                                      : runWindow(parsed.value(), argc, argv);
+    arguments.isWholePicture = [](std::span<const std::uint8_t> picture) {
+        return static_cast<bool>(ovelo::jpeg::decode(picture));
+    };
+    return arguments.isTextual() ? runText(std::move(arguments)) : runWindow(arguments, argc, argv);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ovelo {
@@ -18,7 +19,8 @@ namespace ovelo {
 /// serves it.
 class TestServer {
 public:
-    TestServer() {
+    /// internet  as a rule nothing, so that no thread asks anybody
+    explicit TestServer(Network::Internet internet = {}) {
         settings.setString("email", "me@example.org");
         settings.setString("port", "0");
         network = std::make_unique<Network>(Network::Environment{
@@ -29,7 +31,8 @@ public:
                     return nullptr;
                 }
                 return std::make_unique<FakePublisher::Service>(publisher, service, delegate);
-            }});
+            },
+            std::move(internet)});
     }
     ~TestServer() {
         onMain([this] { network.reset(); });
