@@ -1,6 +1,5 @@
 #include "ipcam/CameraRecord.h"
 
-#include <array>
 #include <cstddef>
 
 namespace ovelo::cameralist {
@@ -11,45 +10,30 @@ constexpr std::string_view kBetweenValues = "segsegseg,";
 constexpr std::string_view kBetweenRecords = "recrecrec,";
 constexpr std::size_t kValues = 4;
 
-/// Takes the text before the first separator off `text`, and the separator; without one, all of it.
-std::string_view take(std::optional<std::string_view>& text, std::string_view separator) {
-    const std::size_t end = text->find(separator);
-    const std::string_view piece = text->substr(0, end);
-    if (end == std::string_view::npos) {
-        text.reset();
-    } else {
-        text->remove_prefix(end + separator.size());
+std::vector<std::string_view> split(std::string_view text, std::string_view separator) {
+    std::vector<std::string_view> pieces;
+    for (auto end = text.find(separator); end != std::string_view::npos;
+         end = text.find(separator)) {
+        pieces.push_back(text.substr(0, end));
+        text.remove_prefix(end + separator.size());
     }
-    return piece;
-}
-
-/// return  nothing when values are missing
-std::optional<CameraRecord> parseRecord(std::string_view text, bool& isDamaged) {
-    std::optional<std::string_view> rest = text;
-    std::array<std::string, kValues> values;
-    for (std::string& value : values) {
-        if (!rest) {
-            isDamaged = true;
-            return std::nullopt;
-        }
-        value = take(rest, kBetweenValues);
-    }
-    isDamaged = isDamaged || rest.has_value();
-    return CameraRecord{values[0], values[1], values[2], values[3]};
+    pieces.push_back(text);
+    return pieces;
 }
 
 } // namespace
 
 Parsed parse(std::string_view text) {
     Parsed parsed;
-    std::optional<std::string_view> rest = text;
-    while (rest) {
-        const std::string_view record = take(rest, kBetweenRecords);
+    for (const std::string_view record : split(text, kBetweenRecords)) {
         if (record.empty()) {
             continue; // there is nothing in it to be lost
         }
-        if (auto camera = parseRecord(record, parsed.isDamaged)) {
-            parsed.cameras.push_back(*std::move(camera));
+        const std::vector<std::string_view> values = split(record, kBetweenValues);
+        parsed.isDamaged = parsed.isDamaged || values.size() != kValues;
+        if (values.size() >= kValues) {
+            parsed.cameras.push_back({std::string(values[0]), std::string(values[1]),
+                                      std::string(values[2]), std::string(values[3])});
         }
     }
     return parsed;
