@@ -375,7 +375,7 @@ TEST_F(ViewerWindowTest, ShowsAPlaybackForAsLongAsItsPicturesAreHeldBack) {
     server_.say("PLAYBACK_DONE\n");
 
     EXPECT_TRUE(eventually([&] { return window_->picture().badge().isEmpty(); }));
-    EXPECT_GE(std::chrono::steady_clock::now() - before, 290ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 280ms);
 }
 
 TEST_F(ViewerWindowTest, EndsAPlaybackOnRequest) {
